@@ -1,0 +1,85 @@
+#pragma once
+
+#include "tav/comm/Message.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace TAV {
+
+/// A named node whose children are messages under unique keys, kept in ascending byte order.
+///
+/// A container owns its children; storing clones (SetMessage) or makes (SetProperty) them. Pointers
+/// handed out stay valid until that child is replaced or its container changed. Children are held
+/// in one sorted array: adding keys in ascending order costs no more than appending, adding them in
+/// any other order moves what follows. Look-ups never insert.
+class Container final : public Message {
+public:
+    Container() = default;
+    explicit Container(std::string name);
+    Container(const Container& other);
+    Container& operator=(const Container& other);
+    ~Container() override;
+
+    operator std::string() const override { return m_name; }
+    [[nodiscard]] Container* clone() const override;
+    void print(std::ostream& out, int indent) const override;
+    [[nodiscard]] std::string mtype() const override;
+    void write(MessageStream& stream) const override;
+    /// Depth is limited (MessageStream::MAX_DEPTH); a later child of the same key replaces the
+    /// earlier one, whatever the order in which keys arrive.
+    void read(MessageStream& stream) override;
+    void serialize(MessageStream& stream) const override;
+    void serialize(std::vector<std::string>& elements) const override;
+    [[nodiscard]] bool deSerialize(std::vector<std::string>& elements,
+                                   unsigned int& index) override;
+    void serialize(std::string& text) const override;
+    [[nodiscard]] bool deSerialize(const std::string& text, unsigned long& position) override;
+    void visit(IMessageVisitor& visitor) override;
+
+    /// As GetProperty.
+    virtual std::string operator[](const std::string& key) const;
+    virtual void Clear();
+    [[nodiscard]] virtual bool IsEmpty() const;
+    [[nodiscard]] virtual unsigned int Size() const;
+    /// Replaces the contents of `out` by all keys in ascending order.
+    virtual void Keys(std::vector<std::string>& out) const;
+
+    [[nodiscard]] const std::string& GetName() const { return m_name; }
+    void SetName(const std::string& name) { m_name = name; }
+    /// The child, or TextMessage::Null() when there is none; never a null pointer.
+    [[nodiscard]] const Message* GetMessage(const std::string& key) const;
+    /// Stores a clone under the key, replacing what was there; the caller keeps its message.
+    void SetMessage(const std::string& key, const Message& message);
+    /// Splits at the first "="; without one the argument is both key and value.
+    void SetProperty(const std::string& keyValue);
+    void SetProperty(const std::string& key, const std::string& value);
+    /// The child's value, the empty text when there is none.
+    [[nodiscard]] std::string GetProperty(const std::string& key) const;
+
+    /// One child: read in place by those who walk whole trees.
+    struct Child {
+        std::string key;
+        std::unique_ptr<Message> message;
+    };
+    [[nodiscard]] const std::vector<Child>& children() const { return m_children; }
+    /// Stores a message that the caller hands over.
+    void adopt(std::string key, std::unique_ptr<Message> message);
+    /// Takes a child out; null when there is none under the key.
+    std::unique_ptr<Message> release(std::string_view key);
+    /// Takes all children out, in ascending order of keys.
+    std::vector<Child> releaseAll();
+
+private:
+    std::vector<Child> m_children;
+    std::string m_name;
+    Container* m_nextToDestroy = nullptr; ///< links containers while a tree is taken down
+};
+
+/// The message as a container, null when it is none.
+[[nodiscard]] const Container* asContainer(const Message* message);
+[[nodiscard]] Container* asContainer(Message* message);
+
+} // namespace TAV

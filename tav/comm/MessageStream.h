@@ -1,0 +1,106 @@
+#pragma once
+
+#include "tav/comm/Message.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace TAV {
+
+class Socket;
+
+/// Turns a message tree into one frame on a socket, and back.
+///
+/// A frame is a 140-byte header and the encoded body of the root message; integers are
+/// little-endian:
+///
+///   offset size
+///     0     4   total length, 140 + body length
+///     4     2   magic 0x4350
+///     8     1   12
+///     9     1   1
+///    52     4   length of the root's type tag
+///    56    72   type tag, zero-terminated and zero-filled
+///   136     4   body length
+///   140         body; all other header bytes are 0
+///
+/// In a body a number is 4 bytes and a string a number of bytes followed by that many. A
+/// TextMessage is its text; a Container the number of its children, its name, and for each child in
+/// ascending order of keys: key, type tag, the child's body. For example the container REQ with the
+/// text "x" under key A has the body
+///
+///   01000000 03000000 "REQ" 01000000 "A" 0b000000 "TextMessage" 01000000 "x"
+///
+/// Strings end at an embedded zero byte when they are read. A stream is used by one thread at a
+/// time; after a failure it is not used for another message. All failures are IOException unless
+/// said.
+class MessageStream {
+public:
+    /// The socket is borrowed and outlives the stream.
+    explicit MessageStream(Socket* socket);
+    MessageStream();
+    /// Decodes one frame in memory as a root message. Takes ownership of `frame`, which was made
+    /// with new unsigned char[].
+    MessageStream(unsigned char* frame, unsigned int length);
+    MessageStream(const MessageStream&) = delete;
+    MessageStream& operator=(const MessageStream&) = delete;
+
+    virtual ~MessageStream();
+    /// A new, empty message of the named type; the caller owns it.
+    virtual Message* create(const std::string& type);
+    /// A hook that nothing uses: returns null.
+    virtual Message* createMessage();
+    /// Encodes a message; at the root also frames and sends it. Throws FatalCommsException when the
+    /// layer reports a fatal error.
+    virtual void writeMessage(const Message& message);
+    /// A hook that nothing uses: does nothing.
+    virtual void serialize(const Message& message);
+    /// At the root receives one frame and decodes it; inside a frame decodes the next nested
+    /// message. Returns a new message that the caller owns. Throws FatalCommsException as above.
+    virtual Message* readMessage();
+
+    void put(const char* data, unsigned int n);
+    void putub4(unsigned int v);
+    void putstr(const std::string& s);
+    void get(char* out, unsigned int n);
+    unsigned int getub4();
+    /// A string as a zero-terminated array.
+    std::unique_ptr<char[]> getstr();
+    /// A string into an array of `max` bytes, zero-terminated; fails when it does not fit.
+    void getstrbuf(char* out, int max);
+
+    /// A string in place, up to its first zero byte; valid until the frame is gone.
+    std::string_view getview();
+    /// Bytes of the frame that are not read yet.
+    [[nodiscard]] std::size_t remaining() const;
+
+    /// The whole frame of a message, without sending it.
+    [[nodiscard]] std::vector<unsigned char> encode(const Message& message);
+    /// Lowers the largest frame that readMessage takes (never above MAX_FRAME).
+    void limitFrame(std::uint32_t bytes);
+
+    static constexpr std::uint32_t HEADER_SIZE = 140;
+    /// A listing of a large cluster fits well; more is taken for nonsense.
+    static constexpr std::uint32_t MAX_FRAME = 5'242'880;
+    /// Frames up to this size are received without an allocation.
+    static constexpr std::uint32_t SMALL_FRAME = 4096;
+    static constexpr std::uint32_t GROWTH = 32'768;
+    /// Longest type tag and its zero byte.
+    static constexpr int TAG_SIZE = 1024;
+    /// Deepest tree that is decoded, the root being level 1: far beyond any reply, and a bound on
+    /// what a hostile frame can make of its 5 MiB.
+    static constexpr unsigned MAX_DEPTH = 1000;
+
+private:
+    Socket* m_socket = nullptr;
+    std::int32_t m_size = 0;           ///< capacity while writing, frame length while reading
+    unsigned char* m_buffer = nullptr; ///< null between messages
+    unsigned char* m_cursor = nullptr;
+    bool m_owned = false;
+};
+
+} // namespace TAV
