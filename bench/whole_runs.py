@@ -1,0 +1,134 @@
+#!/usr/bin/env python3
+"""Whole runs of vorn_stat against a real vornd, beside the floor client in the same session.
+
+usage: bench/whole_runs.py BUILD_FOLDER [--sizes 1,1000,20000] [--runs N]
+
+Prints one table: for each number of resources and each layout the median time of the command and of
+the floor, their ratio, the reply's size, the peak memory and its ratio to the reply's size.
+"""
+import argparse
+import grp
+import json
+import os
+import pathlib
+import resource
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+
+LAYOUTS = {'default': ([], []), '-t': (['-t'], ['table']), '-ls': (['-ls'], ['list'])}
+
+
+def profile(number):
+    name = f'app.tier{number % 7}.instance{number:05d}'
+    return name, (f'NAME={name}\nTYPE=application\nIS_RUNNABLE=1\nCURRENT_RCOUNT=0\n'
+                  f'RESTART_ATTEMPTS=5\nFAILURE_THRESHOLD=3\nTARGET=ONLINE\n'
+                  f'STATE@node{number % 3}=ONLINE\n'
+                  f'ACL=owner:root:rwx,pgrp:root:r-x,other::r--\n')
+
+
+def lay_out(folder, count):
+    home = folder / 'home'
+    profiles = home / 'vorn' / 'profile'
+    profiles.mkdir(parents=True)
+    for number in range(count):
+        name, text = profile(number)
+        (profiles / f'{name}.cap').write_text(text)
+    conf = folder / 'node.conf'
+    conf.write_text('node_name = node0\nnode_number = 0\nnodes = 0:node0, 1:node1, 2:node2\n'
+                    'runtime_dir = run\nlog_dir = log\n')
+    return dict(os.environ, ZEL_VORN_HOME=str(home), VORN_NODE_CONF=str(conf), LC_ALL='C')
+
+
+def measured_frame(endpoint, request):
+    with socket.socket(socket.AF_UNIX) as link:
+        link.connect(endpoint)
+        link.sendall(request)
+        return struct.unpack('<I', link.recv(4, socket.MSG_WAITALL))[0]
+
+
+def request_bytes(floor, group, form, folder):
+    """The floor client's own request, taken from it through a listening socket."""
+    path = str(folder / 'tap')
+    with socket.socket(socket.AF_UNIX) as tap:
+        tap.bind(path)
+        tap.listen(1)
+        client = subprocess.Popen([floor, path, group, '0', *form], stderr=subprocess.DEVNULL)
+        link, _ = tap.accept()
+        with link:
+            size = struct.unpack('<I', link.recv(4, socket.MSG_PEEK | socket.MSG_WAITALL))[0]
+            request = link.recv(size, socket.MSG_WAITALL)
+        client.wait()
+    os.unlink(path)
+    return request
+
+
+def peak_memory(command, env):
+    """Peak resident memory of one run in bytes."""
+    pid = os.fork()
+    if pid == 0:
+        null = os.open('/dev/null', os.O_WRONLY)
+        os.dup2(null, 1)
+        os.execve(command[0], command, env)
+    _, status, usage = os.wait4(pid, 0)
+    assert status == 0, status
+    return usage.ru_maxrss * 1024
+
+
+def medians(commands, env, folder, runs):
+    out = folder / 'times.json'
+    subprocess.run(['hyperfine', '-N', '--warmup', '5', '--runs', str(runs), '--style', 'none',
+                    '--export-json', str(out), *commands], env=env, check=True,
+                   stdout=subprocess.DEVNULL)
+    return [result['median'] * 1000 for result in json.loads(out.read_text())['results']]
+
+
+def measure(build, count, runs):
+    rows = []
+    stat, floor = str(build / 'bin' / 'vorn_stat'), str(build / 'bench' / 'floor_client')
+    with tempfile.TemporaryDirectory(prefix='vorn-bench.') as name:
+        folder = pathlib.Path(name)
+        env = lay_out(folder, count)
+        (folder / 'home').joinpath('vorn').mkdir(exist_ok=True)
+        subprocess.run(['cp', '-R', f'{build}/home/.', str(folder / 'home')], check=True)
+        daemon = subprocess.Popen([str(build / 'bin' / 'vornd')], env=env, stdout=subprocess.PIPE)
+        try:
+            assert b'serving' in daemon.stdout.readline()
+            endpoint = str(folder / 'run' / 'VORND_UI_SOCKET.node0')
+            group = grp.getgrgid(os.getegid()).gr_name
+            for layout, (options, form) in LAYOUTS.items():
+                command = [stat, *options]
+                printed = len(subprocess.run(command, env=env, capture_output=True, check=True).stdout)
+                frame = measured_frame(endpoint, request_bytes(floor, group, form, folder))
+                floor_command = ' '.join([floor, endpoint, group, str(printed), *form])
+                own, least = medians([' '.join(command), floor_command], env, folder, runs)
+                rows.append((count, layout, own, least, frame, printed, peak_memory(command, env)))
+        finally:
+            daemon.send_signal(signal.SIGTERM)
+            daemon.wait()
+    return rows
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split('\n', maxsplit=1)[0])
+    parser.add_argument('build', type=pathlib.Path)
+    parser.add_argument('--sizes', default='1,1000,20000')
+    parser.add_argument('--runs', type=int, default=50)
+    arguments = parser.parse_args()
+    build = arguments.build.resolve()
+    print(f'{"resources":>9} {"layout":8} {"command ms":>10} {"floor ms":>9} {"ratio":>6} '
+          f'{"us/res":>7} {"reply B":>9} {"printed B":>9} {"peak KiB":>9} {"peak/reply":>10}')
+    for count in (int(size) for size in arguments.sizes.split(',')):
+        for row in measure(build, count, arguments.runs):
+            number, layout, own, least, frame, printed, peak = row
+            print(f'{number:9} {layout:8} {own:10.2f} {least:9.2f} {own / least:6.2f} '
+                  f'{own * 1000 / number:7.2f} {frame:9} {printed:9} {peak // 1024:9} '
+                  f'{peak / frame:10.2f}')
+
+
+if __name__ == '__main__':
+    resource.setrlimit(resource.RLIMIT_NOFILE, (4096, resource.getrlimit(resource.RLIMIT_NOFILE)[1]))
+    sys.exit(main())
