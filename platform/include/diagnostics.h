@@ -7,10 +7,15 @@
 #include <string_view>
 
 /// The diagnostic log: one file per program, log_dir/<program name>.log, appended to by any number
-/// of processes without mixing lines, put aside when it has grown to `log_size`. Each line is the
-/// local time to the millisecond, the process id, the component, and the text as handed over. The
-/// file is opened on the first line written; a log that cannot be written never fails its caller
-/// and prints nothing. Thread-safe.
+/// of processes without mixing lines. A line is
+///
+///     2026-01-31 23:59:59.123 [4711] COMPONENT: text as handed over
+///
+/// with the local time, the process id, and "default" for no component. Line ends inside a text are
+/// followed by a tab, so that no text can pass for a line of its own. The file is opened on the
+/// first line written; a missing log_dir is created. A line that would take the file beyond
+/// `log_size` puts it aside as <program name>.log.1 first; a few older ones are kept. A log that
+/// cannot be written never fails its caller and prints nothing. Thread-safe.
 
 /// State bits of a component: its level counts when a bit of ON and none of OFF is set.
 inline constexpr std::uint32_t CLSD_STATE_ON = 0x4021;
@@ -24,7 +29,8 @@ struct clsdcomp {
 using clsd_tfcb = int (*)(char* out, std::size_t size, int kind, const void* data);
 
 /// Registers a component by name, or updates the level of a registered one; never null. Components
-/// live until the process ends.
+/// live until the process ends. A negative level counts as 0. Description, size and formatter are
+/// for trace records, which are not kept here.
 clsdcomp* clsdcompreg(const char* description, const char* name, std::uint64_t size, int flags,
                       int level, clsd_tfcb formatter);
 /// The component of that name, null when there is none.

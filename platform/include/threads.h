@@ -55,15 +55,18 @@ int cls_thrIMxunlock(cls_thrIMx* mutex);
 enum cls_thr_mode : int { CLS_THR_JOINABLE = 0, CLS_THR_DETACHED = 2 };
 
 /// Starts `fn(arg)` on a new thread with its thread context prepared. A stack size of 0 is the
-/// default; smaller ones are raised to the system's least. `id` and `handle` may be null.
+/// default; smaller ones are raised to what a thread needs to log and to report a failure. `id` and
+/// `handle` may be null; without both the thread is detached whatever the mode. *handle is 0 for a
+/// detached thread. Returns 0 or an errno value; EINVAL for another mode.
 int ext_cls_thrSpawn(void (*fn)(void*), void* arg, sltstid* id, sltsthnd* handle,
                      unsigned stackSize, int mode);
 
-/// Waits for a joinable thread to end.
+/// Waits for a joinable thread to end and sets the handle to 0; a handle of 0 is accepted.
 int ext_cls_thrJoin(sltsthnd* handle);
 
 sltsctx* sltsini();
 sltsctx* sltspin();
+/// The mutexes of this group are recursive.
 int sltsima(sltsctx*, slts_sm* mutex);
 int sltsimr(sltsctx*, slts_sm* mutex);
 int sltsmxi(sltsctx*, slts_mx* mutex);
