@@ -3,10 +3,15 @@
 #include "platform/include/diagnostics.h"
 #include "platform/include/message_format.h"
 
+#include <array>
+#include <atomic>
 #include <cstdint>
 #include <iosfwd>
 #include <span>
 #include <string>
+
+/// The diagnostic layer's context of an alert, only ever handed on.
+struct clsdmctx;
 
 /// Module logging: the diagnostic lines of every layer below the user interface.
 ///
@@ -69,7 +74,7 @@ public:
 
 private:
     std::string m_name;
-    mutable std::uintptr_t m_component = 0; ///< clsdcomp*, through std::atomic_ref
+    mutable std::atomic<clsdcomp*> m_component{nullptr};
 };
 
 class AlertBaseProvider;
@@ -120,11 +125,13 @@ public:
 private:
     void print(std::ostream& text, DebugDetail detail, const CLSlogModule& module, OutputType type,
                bool descriptor);
-    void printAlertText(unsigned alertNumber, std::span<const FormatArgument> arguments);
+    static void printAlertText(unsigned alertNumber, std::span<const FormatArgument> arguments);
     CLSlogModule& ownModule();
+    CLSlogModule& registerOwnModule();
+    const CLSlogModule& resolve(const CLSlogModule& module);
 
-    AlertBaseProvider* m_baseProvider = nullptr;
-    std::uintptr_t m_module = 0; ///< CLSlogModule*, through std::atomic_ref
+    std::atomic<AlertBaseProvider*> m_baseProvider{nullptr}; ///< borrowed
+    std::atomic<CLSlogModule*> m_module{nullptr};
     std::string m_name;
 };
 
@@ -154,14 +161,20 @@ public:
     [[nodiscard]] bool getSuppressAlerts() const;
     /// Called before every line of type 2; null removes it.
     void setLogUtilityFunction(void (*function)());
+    void callLogUtilityFunction() const;
     /// The diagnostic layer's log file, asked for once; DEFAULT_LOG_LOC when it cannot be told.
     std::string getLogFileName();
 
 private:
-    friend class CLSlog;
-    CLSlogStaticData() = default;
-    struct State;
-    static State& state();
+    constexpr CLSlogStaticData() = default;
+
+    static constexpr std::size_t LOG_NAME_SIZE = 4096;
+
+    std::atomic<bool> m_isTorvd{false};
+    std::array<char, LOG_NAME_SIZE> m_logFileName{}; ///< empty: unknown
+    bool m_logFileNameAsked = false;
+    std::atomic<bool> m_suppressAlerts{false};
+    std::atomic<void (*)()> m_logUtilityFunction{nullptr};
 };
 
 inline constexpr const char* ENV_DEBUG_ALL = "ZEL_VORNDEBUG_ALL";
