@@ -50,6 +50,9 @@ int clsdprintft(const clsdcomp*, unsigned level, const char* format, ...)
 int clsdprintft_cdesc(const clsdcomp*, unsigned level, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
+/// What raised an alert; only ever handed on.
+struct clsdmctx;
+
 /// Alerts: conditions that an administrator should see. They stand in the diagnostic log under the
 /// component "ALERT".
 void clsd_alertprintft(unsigned number);
