@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by ./demo: makes, starts and stops the demonstration cluster.
 
 # profile NAME TYPE LINE... writes one resource profile.

@@ -1,7 +1,9 @@
+# shellcheck shell=bash
 # Sourced by ./check, ./demo and the CI: sees to it that the machine has what the build needs.
 # Missing packages are named and installed through the system's package manager, never otherwise.
 
 # Debian packages that the build and the tests need, each with a file or program that shows it.
+# shellcheck disable=SC2034  # used by those who source this
 vorn_needs="
 cmake:cmake
 ninja-build:ninja
