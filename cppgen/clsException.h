@@ -20,6 +20,7 @@ public:
     Exception(const std::string& message, const Exception& cause);
     Exception(const Exception& other);
     /// Copies message, language and identifiers; clones of the source's nested errors are appended.
+    /// Assigning an exception to itself changes nothing.
     Exception& operator=(const Exception& other);
     virtual ~Exception();
 
@@ -29,6 +30,8 @@ public:
     [[nodiscard]] virtual const char* getText() const;
     [[nodiscard]] virtual const char* getText(const unsigned char* language) const;
     [[nodiscard]] virtual std::string className() const;
+    /// Append clones to the nested errors; the own list, and this exception itself, are appended as
+    /// they are at the call. Null pointers in a list are passed over.
     virtual void appendToHistory(const Exception& error);
     virtual void appendToHistory(const std::list<Exception*>& errors);
     /// Appends clones of this exception and of each nested error; the caller owns them.
@@ -61,9 +64,14 @@ protected:
     void followLanguage(const unsigned char* language) const;
 
 private:
-    void appendClones(const Exception& other);
+    void copyOwnFields(const Exception& other);
+    /// Appends a copy of the error without what is below it, and returns it.
+    Exception& appendShallow(const Exception& error);
+    /// Append clones with everything below them: all of them or, out of memory, none.
+    void appendClone(const Exception& error);
+    void appendClones(const std::list<Exception*>& errors);
 
-    std::list<Exception*> m_nested;
+    std::list<Exception*> m_nested; ///< owned
     int m_rc = 0;
     int m_msgId = 0;
     int m_severity = 0;
