@@ -6,10 +6,11 @@
 /// Languages and message catalogs.
 ///
 /// Catalogs are POSIX message catalogs, one file per product, language and facility:
-/// HOME/product/mesg/language/FACILITY.cat, all texts in set 1 under the message's number. For the
-/// language de_AT.UTF-8 the folders de_AT, de and en are tried; "C", "POSIX" and the empty name are
-/// en. A number that one folder's catalog lacks is taken from the next. Nothing is opened before
-/// the first text is asked for. A handle is used by one thread at a time.
+/// HOME/product/mesg/language/FACILITY.cat, all texts in set 1 under the message's number. HOME is
+/// clse_zelmar_home() when a handle's first text is asked for. For the language de_AT.UTF-8 the
+/// folders de_AT, de and en are tried; "C", "POSIX" and the empty name are en. A number that one
+/// folder's catalog lacks is taken from the next. Nothing is opened before the first text is asked
+/// for; a damaged catalog is a missing one. A handle is used by one thread at a time.
 
 struct lxload;
 struct lxglo {
@@ -31,7 +32,8 @@ lxload* lxldini(unsigned zero);
 lxglo* lxlinit(lxload*, unsigned zero, unsigned* error);
 lxhnd* lxinitc(lxglo*, unsigned, unsigned, unsigned);
 /// A language by name, at most `length` bytes of it; names that could leave the catalog folder
-/// (anything but letters, digits and "_@.-") mean English. The handle lives as long as the process.
+/// (anything but letters, digits and "_@.-") mean English. The handle lives as long as the process,
+/// which keeps a bounded number of languages: beyond it every further name means English.
 lxlang* lxhLaToId(const char* language, std::size_t length, lxglo*);
 /// The environment's language: the first non-empty of LC_ALL, LC_MESSAGES, LANG.
 lxlang* lxhLangEnv(lxglo*);
@@ -55,8 +57,8 @@ enum lms_status : int {
     LMS_FOUND_CUT = 3,   ///< the text was cut to the buffer
 };
 
-/// Fetches a text into `buffer` (always terminated). *message becomes `buffer`, *attribute 0,
-/// *status one of lms_status. `work` is not used.
+/// Fetches a text into `buffer` (always terminated; a cut splits no UTF-8 sequence). *message
+/// becomes `buffer`, *attribute 0, *status one of lms_status. `work` is not used.
 void lmsagbcmt(lmshdl*, int number, char* buffer, std::size_t size, char** message, char* work,
                std::size_t workSize, int* attribute, int* status);
 
