@@ -1,10 +1,10 @@
 #include "platform/include/diagnostics.h"
 
 #include "platform/include/clock.h"
+#include "platform/include/immortal.h"
 #include "platform/include/message_format.h"
 #include "platform/include/node_config.h"
 #include "platform/local/format_parts.h"
-#include "platform/local/immortal.h"
 #include "platform/local/log_file.h"
 
 #include <unistd.h>

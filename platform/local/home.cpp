@@ -1,6 +1,6 @@
 #include "platform/include/home.h"
 
-#include "platform/local/immortal.h"
+#include "platform/include/immortal.h"
 
 #include <cstdlib>
 #include <memory>

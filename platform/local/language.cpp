@@ -1,8 +1,8 @@
 #include "platform/local/language.h"
 
+#include "platform/include/immortal.h"
 #include "platform/include/nls.h"
 #include "platform/include/threads.h"
-#include "platform/local/immortal.h"
 
 #include <sys/random.h>
 
@@ -43,13 +43,29 @@ bool isNameCharacter(char c) {
            std::string_view("_@.-").find(c) != std::string_view::npos;
 }
 
+char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+/// The usual case of a name, so that "DE_at" finds the folder de_AT: callers may know a language
+/// only by its upper-cased name.
+std::string usualCase(std::string_view name) {
+    static constexpr std::size_t TERRITORY = 2; // letters of a country; scripts are longer
+    std::string usual(name);
+    const std::size_t mark = std::min(usual.find('_'), usual.size());
+    for (std::size_t at = 0; at < mark; ++at) usual[at] = lower(usual[at]);
+    if (usual.size() == mark + 1 + TERRITORY)
+        for (std::size_t at = mark + 1; at < usual.size(); ++at) usual[at] = upper(usual[at]);
+    return usual;
+}
+
 /// The part of a locale's name that names folders; empty for a name that means English.
-std::string_view folderName(std::string_view name) {
+std::string folderName(std::string_view name) {
     if (name.size() > LANGUAGE_MAX_NAME || name.find("..") != std::string_view::npos ||
         !std::all_of(name.begin(), name.end(), isNameCharacter))
         return {};
     name = name.substr(0, name.find_first_of(".@"));
-    return name == "C" || name == "POSIX" ? std::string_view() : name;
+    return name == "C" || name == "POSIX" ? std::string() : usualCase(name);
 }
 
 /// Languages by name. They are handed out as pointers and stay.
@@ -57,9 +73,9 @@ lxlang* intern(std::string_view name) {
     static constinit cls_thrIMx mutex;
     static Immortal<std::map<std::string, lxlang, std::less<>>> all;
     const StaticLock lock(mutex);
-    std::string_view key = folderName(name);
+    std::string key = folderName(name);
     if (key.empty() || (!all->contains(key) && all->size() >= LANGUAGE_MAX_COUNT)) key = ENGLISH;
-    const auto [found, isNew] = all->try_emplace(std::string(key));
+    const auto [found, isNew] = all->try_emplace(key);
     if (isNew) found->second = language_of_name(key);
     return &found->second;
 }
@@ -67,10 +83,10 @@ lxlang* intern(std::string_view name) {
 } // namespace
 
 lxlang language_of_name(std::string_view name) {
-    name = folderName(name);
-    const std::string_view bare = name.substr(0, name.find('_'));
+    const std::string whole = folderName(name);
+    const std::string_view bare = std::string_view(whole).substr(0, whole.find('_'));
     lxlang language;
-    for (const std::string_view folder : {name, bare, ENGLISH}) {
+    for (const std::string_view folder : {std::string_view(whole), bare, ENGLISH}) {
         const bool known = std::find(language.folders.begin(), language.folders.end(), folder) !=
                            language.folders.end();
         if (!folder.empty() && !known) language.folders.emplace_back(folder);

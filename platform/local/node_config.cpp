@@ -1,6 +1,6 @@
 #include "platform/include/node_config.h"
 
-#include "platform/local/immortal.h"
+#include "platform/include/immortal.h"
 #include "platform/local/node_config_file.h"
 
 #include <cerrno>
