@@ -34,4 +34,11 @@ public:
     [[nodiscard]] std::string className() const override { return "EndPointException"; }
 };
 
+/// Throws an Error that carries `text` and the place of the call.
+template <class Error>
+[[noreturn]] void raiseAs(const std::string& text, const char* file = __builtin_FILE(),
+                          int line = __builtin_LINE()) {
+    throw Error(cls::raiseText(text, file, line));
+}
+
 } // namespace TAV

@@ -73,6 +73,14 @@ public:
     std::vector<Child> releaseAll();
 
 private:
+    friend class ContainerFiller;
+    template <class Source>
+    friend class TreeBuilder;
+
+    static void takeDown(std::vector<Child>& children) noexcept;
+    /// Takes over name and children of a container that is not used afterwards.
+    void takeOver(Container& other);
+
     std::vector<Child> m_children;
     std::string m_name;
     Container* m_nextToDestroy = nullptr; ///< links containers while a tree is taken down

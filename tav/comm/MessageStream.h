@@ -37,14 +37,14 @@ class Socket;
 ///
 /// Strings end at an embedded zero byte when they are read. A stream is used by one thread at a
 /// time; after a failure it is not used for another message. All failures are IOException unless
-/// said.
+/// said; memory that cannot be had is one of them.
 class MessageStream {
 public:
     /// The socket is borrowed and outlives the stream.
     explicit MessageStream(Socket* socket);
     MessageStream();
-    /// Decodes one frame in memory as a root message. Takes ownership of `frame`, which was made
-    /// with new unsigned char[].
+    /// readMessage decodes the given frame as a root message. Takes ownership of `frame`, which was
+    /// made with new unsigned char[].
     MessageStream(unsigned char* frame, unsigned int length);
     MessageStream(const MessageStream&) = delete;
     MessageStream& operator=(const MessageStream&) = delete;
@@ -75,15 +75,23 @@ public:
 
     /// A string in place, up to its first zero byte; valid until the frame is gone.
     std::string_view getview();
+    /// A nested message's type tag, likewise; one that does not fit TAG_SIZE is refused.
+    std::string_view gettag();
     /// Bytes of the frame that are not read yet.
     [[nodiscard]] std::size_t remaining() const;
 
-    /// The whole frame of a message, without sending it.
+    /// Tells how deep the message stands that is decoded next; deeper than MAX_DEPTH is refused.
+    void enterLevel(std::size_t level);
+    [[nodiscard]] std::size_t level() const { return m_level; }
+
+    /// The whole frame of a message, without sending it. Not while another message is in work.
     [[nodiscard]] std::vector<unsigned char> encode(const Message& message);
     /// Lowers the largest frame that readMessage takes (never above MAX_FRAME).
     void limitFrame(std::uint32_t bytes);
 
     static constexpr std::uint32_t HEADER_SIZE = 140;
+    /// The header's field for the root's type tag.
+    static constexpr std::size_t TYPE_NAME_SIZE = 72;
     /// A listing of a large cluster fits well; more is taken for nonsense.
     static constexpr std::uint32_t MAX_FRAME = 5'242'880;
     /// Frames up to this size are received without an allocation.
@@ -91,16 +99,37 @@ public:
     static constexpr std::uint32_t GROWTH = 32'768;
     /// Longest type tag and its zero byte.
     static constexpr int TAG_SIZE = 1024;
+    static constexpr const char* UNKNOWN_TYPE = "Unknown Message Type";
     /// Deepest tree that is decoded, the root being level 1: far beyond any reply, and a bound on
     /// what a hostile frame can make of its 5 MiB.
     static constexpr unsigned MAX_DEPTH = 1000;
 
 private:
+    /// Releases the working buffer at the end of a root message, whatever way it ends.
+    class RootScope;
+
+    void openBuffer();
+    void encodeBody(const Message& message);
+    void releaseBuffer();
+    [[nodiscard]] std::size_t used() const;
+    void grow(std::size_t shortfall);
+    const char* take(std::size_t n);
+    std::vector<unsigned char> frameOf(const std::string& type) const;
+    void send(std::vector<unsigned char>& frame);
+    std::uint32_t receiveHeader();
+    void receiveFrame(std::uint32_t total);
+    Message* readFromSocket();
+    Message* decodeFrame();
+    std::unique_ptr<Message> decode(const std::string& type);
+
     Socket* m_socket = nullptr;
     std::int32_t m_size = 0;           ///< capacity while writing, frame length while reading
     unsigned char* m_buffer = nullptr; ///< null between messages
     unsigned char* m_cursor = nullptr;
     bool m_owned = false;
+    bool m_given = false;    ///< the buffer is the constructor's frame and not decoded yet
+    std::size_t m_level = 0; ///< of the message that is being decoded, 0 between messages
+    std::uint32_t m_limit = MAX_FRAME;
 };
 
 } // namespace TAV
