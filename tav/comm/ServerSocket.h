@@ -38,6 +38,7 @@ public:
 private:
     clscctx* m_clscCtx = nullptr;
     clsccon* m_handle = nullptr;
+    clsccon* m_closed = nullptr; ///< what m_handle was, freed by the destructor
     clscugblm* m_ugblm = nullptr;
     std::optional<std::string> m_authLocation;
 };
