@@ -5,10 +5,12 @@
 #include "tav/comm/Container.h"
 
 #include <iosfwd>
+#include <memory>
 #include <string>
 
 namespace TAV {
 
+class MessageStream;
 class Socket;
 
 /// Receives the order replies of a request instead of having them printed.
@@ -55,6 +57,9 @@ public:
     static constexpr unsigned MAX_WAIT_S = 4'000'000;
 
 private:
+    static int readReply(MessageStream& stream, std::unique_ptr<Container>& reply);
+    void takeOrder(const Container& order, unsigned int& wait, OrderHandler* handler);
+
     std::ostream& m_out;
     bool m_quiet = false;
 };
