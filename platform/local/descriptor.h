@@ -5,14 +5,16 @@
 #include <cerrno>
 #include <utility>
 
+namespace platform {
+
 /// Owns one file descriptor and closes it.
 class Descriptor {
 public:
     Descriptor() = default;
     explicit Descriptor(int fd) : m_fd(fd) {}
-    Descriptor(Descriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
+    Descriptor(Descriptor&& other) noexcept : m_fd(other.release()) {}
     Descriptor& operator=(Descriptor&& other) noexcept {
-        if (this != &other) reset(std::exchange(other.m_fd, -1));
+        if (this != &other) reset(other.release());
         return *this;
     }
     ~Descriptor() { reset(); }
@@ -33,3 +35,5 @@ public:
 private:
     int m_fd = -1;
 };
+
+} // namespace platform

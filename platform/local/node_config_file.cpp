@@ -51,7 +51,7 @@ bool read_text(int fd, std::size_t size, std::string& text, node_config_error& e
 }
 
 bool read_file(const char* path, bool may_be_missing, std::string& text, node_config_error& error) {
-    const Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    const platform::Descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
     if (!file) return (may_be_missing && errno == ENOENT) || fail_system(error, errno);
     struct stat status {};
     if (fstat(file.get(), &status) != 0) return fail_system(error, errno);

@@ -33,7 +33,7 @@ int fail_system(slos* err, const char* operation, const char* location, const ch
 }
 
 /// Makes the stream a copy of `null`, which may be that very stream when it was closed before.
-bool nullify(Descriptor& null, int stream) {
+bool nullify(platform::Descriptor& null, int stream) {
     if (null.get() != stream) return dup2(null.get(), stream) == stream;
     null.release();
     if (fcntl(stream, F_SETFD, 0) != 0) return false;
@@ -60,7 +60,7 @@ int scls_stdio_nullify(unsigned /*zero*/, slos* err, unsigned streams) {
         errno = EINVAL;
         return fail_system(err, "scls_stdio_nullify", "streams", "not a standard stream");
     }
-    Descriptor null(open("/dev/null", O_RDWR | O_CLOEXEC));
+    platform::Descriptor null(open("/dev/null", O_RDWR | O_CLOEXEC));
     if (!null) return fail_system(err, "open", "nullify", "/dev/null");
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
         if ((streams >> stream & 1U) != 0 && !nullify(null, stream))

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "platform/local/deadline.h"
+#include "platform/local/descriptor.h"
+
+#include <atomic>
+
+namespace platform {
+
+/// Ends the waits on a socket from another thread, for good: once fired it stays so. Firing never
+/// blocks and touches no socket, so the socket may be in use meanwhile.
+class Wakeup {
+public:
+    /// False with errno set when there is no descriptor left.
+    bool open();
+    void fire();
+    [[nodiscard]] bool fired() const { return m_fired.load(std::memory_order_acquire); }
+    [[nodiscard]] int descriptor() const { return m_event.get(); }
+
+private:
+    Descriptor m_event;
+    std::atomic<bool> m_fired{false};
+};
+
+enum class Wait { ready, woken, timed_out, interrupted, failed };
+
+/// Waits until `fd` has one of poll's `events` (an ended peer counts), the wake-up is fired, the
+/// deadline passes or a signal comes. A negative `fd` only pauses.
+Wait wait_for(int fd, short events, const Wakeup& wakeup, const Deadline& deadline);
+
+} // namespace platform
