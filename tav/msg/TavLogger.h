@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace TAV {
 
@@ -17,7 +18,9 @@ enum tavLogRoute : std::uint32_t { ROUTE_STDERR = 0, ROUTE_STDOUT = 1, ROUTE_EVE
 /// command's return code, and prints the text or, with the event switch on, posts it as an event.
 ///
 /// Used by one thread. A catalog text is never trusted as a format: arguments are typed values, a
-/// placeholder without a fitting argument prints nothing.
+/// placeholder without a fitting argument prints nothing. The catalog's part of a message is at
+/// most Messages::TEXT_SIZE bytes long; arguments are never cut, as long names are what the user
+/// must see, up to the formatter's own bound.
 class TavLogger : public TavMsg {
 public:
     TavLogger(tavLogRoute route, const char* eventName);
@@ -46,7 +49,7 @@ public:
     int sendLog(const char* eventName);
 
     void set(); ///< empties the text
-    void append(const std::string& text);
+    void append(std::string_view text);
     void append(); ///< adds a line end
     void setRtnCode(int code);
     /// Address of the return code; lives as long as the logger.

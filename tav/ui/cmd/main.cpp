@@ -1,0 +1,5 @@
+#include "tav/ui/cmd/entry.h"
+
+int main(int argc, char** argv) {
+    tavcmd_main(argc, argv);
+}
