@@ -1,0 +1,214 @@
+#include "platform/include/home.h"
+#include "platform/include/nls.h"
+#include "platform/local/language.h"
+#include "platform/local/message_catalog.h"
+#include "tests/platform/node_support.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+/// An installation home of its own, with catalogs compiled from the texts a test gives.
+class CatalogTest : public testing::Test {
+protected:
+    void SetUp() override {
+        fs::remove_all(m_home);
+        fs::create_directories(m_home);
+        setenv("ZEL_VORN_HOME", m_home.c_str(), 1);
+        if (clse_zelmar_home() != m_home) recordHome(); // once recorded, only that counts
+    }
+    void TearDown() override { unsetenv("ZEL_VORN_HOME"); }
+
+    void recordHome() const {
+        clsehdl* services = nullptr;
+        clse_init(&services, nullptr);
+        clse_set_zelmar_home(services, m_home.c_str());
+        clse_close(services);
+    }
+
+    [[nodiscard]] std::string path(const std::string& language) const {
+        return m_home + "/vorn/mesg/" + language + "/VORN.cat";
+    }
+
+    void install(const std::string& language, const std::string& texts) const {
+        const std::string source = m_home + "/source.msg";
+        write_file(source, "$set 1\n" + texts);
+        fs::create_directories(fs::path(path(language)).parent_path());
+        fs::remove(path(language));
+        ASSERT_EQ(0, std::system(("gencat " + path(language) + " " + source).c_str()));
+    }
+
+    std::string m_home = test_folder() + "/home";
+};
+
+/// A message handle of the product.
+class Handle {
+public:
+    explicit Handle(const char* language) {
+        lmsaicmt(&m_handle, "vorn", "VORN", lxhLaToId(language, std::strlen(language), nullptr),
+                 nullptr);
+    }
+    ~Handle() { lmsatrm(&m_handle); }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    /// "STATUS text".
+    std::string text(int number, std::size_t size = 100) {
+        std::string buffer(size, '#');
+        int status = -1;
+        char* message = nullptr;
+        lmsagbcmt(&m_handle, number, buffer.data(), size, &message, nullptr, 0, nullptr, &status);
+        EXPECT_EQ(buffer.data(), message);
+        return std::to_string(status) + " " + buffer.c_str();
+    }
+
+private:
+    lmshdl m_handle{};
+};
+
+std::span<const std::byte> bytesOf(const std::string& text) {
+    return std::as_bytes(std::span(text.data(), text.size()));
+}
+
+std::string folders(const char* name) {
+    std::string all;
+    for (const std::string& folder : language_of_name(name).folders) all += folder + " ";
+    return all;
+}
+
+} // namespace
+
+TEST(Language, FoldersOfAName) {
+    EXPECT_EQ("de_AT de en ", folders("de_AT.UTF-8"));
+    EXPECT_EQ("de_AT de en ", folders("DE_at@euro"));
+    EXPECT_EQ("en_GB en ", folders("en_GB"));
+    EXPECT_EQ("zh_Hant zh en ", folders("zh_Hant"));
+    for (const char* const english : {"", "C", "POSIX", "C.UTF-8", "en"})
+        EXPECT_EQ("en ", folders(english)) << english;
+    const std::string tooLong(LANGUAGE_MAX_NAME + 1, 'd');
+    for (const char* const hostile : {"../../etc", "de/../..", "..", ".", "/", "de\n", "d%s", "@x",
+                                      "d\xC3\xA9", "de..UTF-8", tooLong.c_str()})
+        EXPECT_EQ("en ", folders(hostile)) << hostile;
+}
+
+TEST(Language, EnvironmentsLanguageIsTheFirstThatIsNotEmpty) {
+    const std::string before = std::getenv("LC_ALL") == nullptr ? "" : std::getenv("LC_ALL");
+    setenv("LANG", "fr_FR", 1);
+    setenv("LC_MESSAGES", "it", 1);
+    setenv("LC_ALL", "", 1);
+    EXPECT_EQ(lxhLaToId("it", 2, nullptr), lxhLangEnv(nullptr));
+    setenv("LC_ALL", "de_DE.UTF-8", 1);
+    EXPECT_EQ(lxhLaToId("de_DExyz", 5, nullptr), lxhLangEnv(nullptr));
+    setenv("LC_ALL", "", 1);
+    unsetenv("LC_MESSAGES");
+    EXPECT_EQ(lxhLaToId("fr_FR", 5, nullptr), lxhLangEnv(nullptr));
+    unsetenv("LANG");
+    EXPECT_EQ(lxhLaToId(nullptr, 0, nullptr), lxhLangEnv(nullptr));
+    setenv("LC_ALL", before.c_str(), 1);
+}
+
+TEST_F(CatalogTest, TextsComeFromTheFirstFolderThatHasThem) {
+    install("en", "1 en one\n2 en two\n3 en three\n");
+    install("de", "1 de one\n2 de two\n");
+    install("de_AT", "1 at one\n");
+    Handle austrian("de_AT.UTF-8");
+    EXPECT_EQ("0 at one", austrian.text(1));
+    EXPECT_EQ("0 de two", austrian.text(2)) << "no alert: the language has it";
+    EXPECT_EQ("2 en three", austrian.text(3)) << "an incomplete translation";
+    for (const int missing : {4, 0, -1, 2147483647}) EXPECT_EQ("1 ", austrian.text(missing));
+    EXPECT_EQ("0 en one", Handle("fr").text(1)) << "a language without a catalog";
+    EXPECT_EQ("0 en three", Handle("en_GB").text(3));
+    EXPECT_EQ("0 en one", Handle("../../../etc/passwd").text(1));
+}
+
+TEST_F(CatalogTest, TextsAreCutToTheBuffer) {
+    install("en", "1 caf\xC3\xA9 au lait\n");
+    Handle handle("en");
+    EXPECT_EQ("0 caf\xC3\xA9 au lait", handle.text(1, 14));
+    EXPECT_EQ("3 caf\xC3\xA9 au lai", handle.text(1, 13));
+    EXPECT_EQ("3 caf", handle.text(1, 5));
+    int status = -1;
+    lmshdl empty{};
+    lmsagbcmt(&empty, 1, nullptr, 0, nullptr, nullptr, 0, nullptr, &status);
+    EXPECT_EQ(LMS_NOT_FOUND, status);
+}
+
+TEST_F(CatalogTest, CatalogsAreLookedForOnceAHandle) {
+    Handle early("en");
+    install("en", "1 one\n");
+    EXPECT_EQ("0 one", early.text(1)) << "nothing is opened before the first text";
+    fs::remove_all(m_home + "/vorn");
+    EXPECT_EQ("0 one", early.text(1));
+    Handle late("en");
+    EXPECT_EQ("1 ", late.text(1));
+    install("en", "1 one\n");
+    EXPECT_EQ("1 ", late.text(1));
+    EXPECT_EQ("0 one", Handle("en").text(1));
+}
+
+TEST_F(CatalogTest, HandlesNeedPlainNames) {
+    for (const char* const wrong : {"", "../x", "a/b", "a.b"}) {
+        lmshdl handle{};
+        lmsaicmt(&handle, wrong, "VORN", lxhLangEnv(nullptr), nullptr);
+        EXPECT_NE(0, handle.error) << wrong;
+        lmsaicmt(&handle, "vorn", wrong, lxhLangEnv(nullptr), nullptr);
+        EXPECT_NE(0, handle.error) << wrong;
+        lmsatrm(&handle);
+        EXPECT_EQ(0, handle.error);
+    }
+}
+
+TEST_F(CatalogTest, AFileRewrittenInPlaceDoesNoHarm) {
+    install("en", "1 one\n");
+    Handle handle("en");
+    EXPECT_EQ("0 one", handle.text(1));
+    fs::resize_file(path("en"), 0);
+    EXPECT_EQ("0 one", handle.text(1));
+}
+
+TEST_F(CatalogTest, DamagedCatalogsAreMissingOnes) {
+    install("en", "1 one\n2 two\n17 seventeen\n");
+    const std::string whole = read_file(path("en"));
+    ASSERT_TRUE(catalog_is_sound(bytesOf(whole)));
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        ASSERT_FALSE(catalog_is_sound(bytesOf(whole.substr(0, length)))) << length;
+
+    const std::string damagedPath = m_home + "/damaged.cat";
+    int refused = 0;
+    for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
+        std::string damaged = whole;
+        damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
+        write_file(damagedPath, damaged);
+        const auto catalog = MessageCatalog::open(damagedPath);
+        refused += !catalog;
+        for (const int number : {1, 2, 17, 18}) {
+            const char* const text = catalog ? catalog->find(number) : nullptr;
+            ASSERT_GE(damaged.size(), text == nullptr ? 0 : std::strlen(text)) << bit;
+        }
+    }
+    EXPECT_LE(32 + 31, refused) << "every bit of the magic, and sizes beyond the file";
+    EXPECT_FALSE(MessageCatalog::open(m_home));
+    EXPECT_FALSE(MessageCatalog::open("/dev/zero"));
+}
+
+TEST_F(CatalogTest, TablesThatWouldNotFitOrDivideByZeroAreRefused) {
+    install("en", "1 one\n");
+    const std::string whole = read_file(path("en"));
+    const auto withSizes = [&](std::uint32_t size, std::uint32_t depth) {
+        std::string changed = whole;
+        std::memcpy(changed.data() + 4, &size, sizeof size);
+        std::memcpy(changed.data() + 8, &depth, sizeof depth);
+        return catalog_is_sound(bytesOf(changed));
+    };
+    std::uint32_t size = 0;
+    std::memcpy(&size, whole.data() + 4, sizeof size);
+    EXPECT_TRUE(withSizes(size, 1));
+    EXPECT_FALSE(withSizes(0, 1));
+    EXPECT_FALSE(withSizes(size, 0));
+    EXPECT_FALSE(withSizes(0x80000001, 0x2AAAAAAB)) << "3 * size * depth overflows to a few bytes";
+    EXPECT_FALSE(withSizes(0xFFFFFFFF, 0xFFFFFFFF));
+}

@@ -1,0 +1,151 @@
+#include "platform/include/message_format.h"
+#include "platform/include/slots.h"
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <random>
+
+namespace {
+
+template <class... Arguments>
+std::string format(std::string_view text, const Arguments&... arguments) {
+    const std::array<FormatArgument, sizeof...(Arguments)> values{FormatArgument(arguments)...};
+    return format_message(text, values);
+}
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+template <class T>
+std::string printed(const std::string& text, T value) {
+    char buffer[4096];
+    std::snprintf(buffer, sizeof buffer, text.c_str(), value);
+    return buffer;
+}
+#pragma GCC diagnostic pop
+
+/// "[%FLAGS WIDTH PRECISION MODIFIER CONVERSION]" in all combinations.
+std::vector<std::string> forms(const std::string& conversions, const std::string& modifier) {
+    std::vector<std::string> all;
+    for (const char* const flags : {"", "-", "0", "-0"})
+        for (const char* const width : {"", "1", "5", "30"})
+            for (const char* const precision : {"", ".", ".0", ".1", ".4", ".25"})
+                for (const char conversion : conversions)
+                    all.push_back("[%" + std::string(flags) + width + precision + modifier +
+                                  conversion + "]");
+    return all;
+}
+
+template <class T>
+void compareAll(const std::string& conversions, const std::string& modifier,
+                const std::vector<T>& values) {
+    for (const std::string& form : forms(conversions, modifier))
+        for (const T& value : values) ASSERT_EQ(printed(form, value), format(form, value)) << form;
+}
+
+} // namespace
+
+TEST(MessageFormat, PrintsWhatPrintfPrints) {
+    compareAll<long long>("di", "ll", {0, 7, -7, 123456, std::numeric_limits<long long>::min()});
+    compareAll<unsigned long>("uxX", "l",
+                              {0, 10, 0xBEEF, std::numeric_limits<unsigned long>::max()});
+    compareAll<int>("diuxX", "", {0, 1, 65535});
+    compareAll<double>("f", "", {0.0, -0.0, 1.5, -2.25, 1e300, -INFINITY, NAN});
+    // The flag 0 and a precision are not defined for these in printf.
+    for (const char* const form : {"[%s]", "[%7s]", "[%-7s]", "[%.2s]", "[%-6.3s]"})
+        EXPECT_EQ(printed(form, "abcd"), format(form, "abcd"));
+    for (const char* const form : {"[%c]", "[%3c]", "[%-3c]"})
+        EXPECT_EQ(printed(form, 'q'), format(form, 'q'));
+}
+
+TEST(MessageFormat, HostileTextsPrintOnlyWhatIsThere) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"%", "%"},
+        {"%%", "%"},
+        {"%%%", "%%"},
+        {"%n %hn %5n", "%n %hn %5n"},
+        {"%s%s%s", "arg"},
+        {"%*s|%.*s", "%*s|%.*s"},
+        {"%1$s", "%1$s"},
+        {"%(1)s%(1)s", "argarg"},
+        {"%(0)s|%(2)s|%(99999999999999999999)s|", "|||"},
+        {"%(s", "%(s"},
+        {"%(1s %(1)", "%(1s %(1)"},
+        {"%()s", "%()s"},
+        {"%(2)s%s", "arg"},
+        {"%q%s", "%qarg"},
+        {"%lls %hs", "arg "},
+        {"%llls %p %e", "%llls %p %e"},
+        {"%+d % d %#x", "%+d % d %#x"},
+        {"%.-1s", "%.-1s"},
+        {std::string("%\0s", 3), std::string("%\0s", 3)},
+    };
+    for (const auto& [text, expected] : cases) EXPECT_EQ(expected, format(text, "arg")) << text;
+}
+
+TEST(MessageFormat, ArgumentsOfAnotherKindPrintInTheirOwnForm) {
+    EXPECT_EQ("abc| abc|abc", format("%d|%04f|%(3)c", "abc", "abc", "abc"));
+    EXPECT_EQ("-5|5|-5|-5", format("%s|%s|%u|%x", -5, 5U, -5, -5));
+    EXPECT_EQ("1.500000|1.500000", format("%s|%.1d", 1.5, 1.5));
+    EXPECT_EQ("A|300|0", format("%c|%c|%c", 65, 300, 0));
+    EXPECT_EQ("\xC3\xA9", format("%c%c", '\xC3', '\xA9')) << "bytes of a signed char";
+    EXPECT_EQ("[]", format("[%s]", static_cast<const char*>(nullptr)));
+    EXPECT_EQ("VORN-0007: %s %n\n", format("%s-%4.4d: %s\n", "VORN", 7, "%s %n"))
+        << "an argument is no format";
+}
+
+TEST(MessageFormat, WidthAndLengthAreBounded) {
+    EXPECT_EQ(std::size_t{FORMAT_MAX_WIDTH}, format("%99999999999999999999s", "x").size());
+    EXPECT_EQ(std::size_t{FORMAT_MAX_WIDTH}, format("%.4294967297d", 1).size());
+    const std::string large(FORMAT_MAX_LENGTH / 3 - 1, 'x');
+    EXPECT_EQ(FORMAT_MAX_LENGTH, format("%(1)s%(1)s%(1)s%(1)s", large).size());
+}
+
+TEST(MessageFormat, RandomTextsWithoutArgumentsNeverGrow) {
+    std::mt19937 random(20240501);
+    static constexpr char letters[] = "%%%%(1)2.-0459hlzsdiuxXcfn$*\xC3\xA9\n"; // and its NUL
+    const std::string alphabet(letters, sizeof letters);
+    for (int round = 0; round < 50'000; ++round) {
+        std::string text(random() % 40, ' ');
+        for (char& c : text) c = alphabet[random() % alphabet.size()];
+        ASSERT_LE(format(text).size(), text.size()) << text;
+        ASSERT_LE(format(text, "abc", -1, 2U, 0.5).size(), text.size() * FORMAT_MAX_WIDTH) << text;
+    }
+}
+
+TEST(CopyCut, NeverSplitsACharacter) {
+    const std::string text = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z"; // 1, 2, 3, 4 and 1 bytes
+    const std::size_t expected[] = {0, 0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 11};
+    for (std::size_t size = 1; size <= 12; ++size) {
+        std::string buffer(size, '#');
+        EXPECT_EQ(expected[size], copy_cut(buffer.data(), size, text)) << size;
+        EXPECT_EQ(text.substr(0, expected[size]), buffer.c_str());
+    }
+    std::string buffer(4, '#');
+    EXPECT_EQ(3U, copy_cut(buffer.data(), 4, "\x80\x80\x80\x80\x80")) << "no UTF-8 at all";
+    EXPECT_EQ(0U, copy_cut(buffer.data(), 0, "x"));
+    EXPECT_EQ('\x80', buffer[0]);
+    EXPECT_EQ(3, lstprintf(buffer.data(), buffer.size(), "%s", "abcdef"));
+    EXPECT_STREQ("abc", buffer.c_str());
+}
+
+TEST(FormatList, OwnsItsArgumentsAndRefusesTooFewOrUnfitOnes) {
+    auto* const context = static_cast<lsfctx*>(clsgGet(CLSG_LSF));
+    ASSERT_NE(nullptr, context);
+    lsfdsc* const list = lsfdl(context);
+    for (int item = 0; item < 20; ++item)
+        EXPECT_EQ(0, lsfdi(context, list, LSF_TEXT, "text " + std::to_string(item)));
+    EXPECT_EQ(0, lsfdi(context, list, LSF_INT, -3));
+    EXPECT_NE(0, lsfdi(context, list, LSF_UINT, -3));
+    EXPECT_NE(0, lsfdi(context, list, LSF_FLOAT, "1.5"));
+    EXPECT_NE(0, lsfdi(context, list, LSF_END, "x"));
+    EXPECT_EQ(21, lsfdcnt(list));
+    char buffer[64];
+    EXPECT_EQ(17, lsfpd(context, buffer, sizeof buffer, "%s, %(21)d %s", list));
+    EXPECT_STREQ("text 0, -3 text 1", buffer);
+    EXPECT_GT(0, lsfpd(context, buffer, sizeof buffer, "%(22)s", list));
+    EXPECT_STREQ("", buffer);
+    EXPECT_GT(0, lsfpd(context, buffer, sizeof buffer, "x", nullptr));
+    lsfdrm(context, list);
+    lsfdrm(context, nullptr);
+}
