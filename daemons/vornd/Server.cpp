@@ -1,0 +1,139 @@
+#include "daemons/vornd/Server.h"
+
+#include "daemons/vornd/DaemonLog.h"
+#include "platform/include/clock.h"
+#include "tav/comm/CommException.h"
+#include "tav/comm/MessageStream.h"
+#include "tav/comm/clscContext.h"
+#include "tav/ui/cmd/tavNames.h"
+
+#include <exception>
+
+namespace vornd {
+
+namespace {
+
+/// Between two attempts to accept when the system has no room for a client.
+constexpr std::uint64_t ACCEPT_PAUSE_US = 100'000;
+
+/// Where an authenticated listener keeps what it authenticates with: the kernel answers for the
+/// peers of this node, so the name alone is given.
+constexpr const char* AUTH_LOCATION = TAV::AUTH_DIR;
+
+const unsigned char* bytes(const char* text) {
+    return reinterpret_cast<const unsigned char*>(text);
+}
+
+std::unique_ptr<TAV::ServerSocket> listenAt(std::string address) {
+    clscctx* const context = TAV::tavgetclscctx();
+    clscugblm* area = nullptr;
+    if (context == nullptr || clscugblmini(context, &area, 0) != CLSC_OK)
+        throw TAV::IOException("the communication layer cannot be started");
+    return std::make_unique<TAV::ServerSocket>(
+        context, area, reinterpret_cast<unsigned char*>(address.data()), bytes(AUTH_LOCATION));
+}
+
+/// The first line of an exception's text; the place of the raise follows in further ones.
+std::string reasonOf(const cls::Exception& error) {
+    const std::string& text = error.what();
+    return printable(std::string_view(text).substr(0, text.find('\n')));
+}
+
+/// Says nothing of a client that was interrupted: why was said when it was.
+void logDropped(Session& session, const std::string& reason) {
+    if (!session.socket.connisValid()) return;
+    logLine("client of ", printable(session.user), " dropped: ", reason);
+}
+
+/// Waits until the client has closed; anything that it still sends ends the connection as well.
+void awaitClose(TAV::Socket& socket) {
+    alignas(clscmsgh) unsigned char header[CLSC_MIN_MESSAGE];
+    socket.tav_clsrecv(reinterpret_cast<clscmsgh*>(header), sizeof header);
+}
+
+} // namespace
+
+Server::Server(const std::string& address, const Limits& limits, AnswerFunction answer)
+    : m_limits(limits), m_answer(std::move(answer)), m_builders(limits.builders),
+      m_listener(listenAt(address)), m_sessions(limits, [this](Session& s) { serve(s); }) {}
+
+Server::~Server() {
+    stop();
+}
+
+bool Server::start() {
+    return m_sessions.start() && m_acceptor.start([this] { acceptClients(); });
+}
+
+void Server::stop() {
+    m_stopping = true;
+    if (m_listener != nullptr) m_listener->interruptConnection();
+    m_acceptor.join();
+    closeListener();
+    m_sessions.stop();
+}
+
+void Server::closeListener() {
+    if (m_listener == nullptr) return;
+    clsccon* const handle = m_listener->getHandle();
+    m_listener->close();
+    clscrelease(handle);
+    m_listener.reset();
+}
+
+void Server::acceptClients() {
+    while (!m_stopping)
+        if (!acceptClient()) sltrusleep(ACCEPT_PAUSE_US);
+}
+
+/// False when the listener itself is in trouble, which may pass.
+bool Server::acceptClient() {
+    try {
+        auto session = std::make_unique<Session>();
+        if (m_listener->accept(&session->socket, true) == CLSC_NOTHING) return m_stopping;
+        m_sessions.admit(std::move(session));
+        return true;
+    } catch (const cls::Exception& error) {
+        logLine("accepting a client: ", reasonOf(error));
+    } catch (const std::exception& error) {
+        logLine("accepting a client: ", error.what());
+    }
+    return false;
+}
+
+void Server::serve(Session& session) {
+    try {
+        exchange(session);
+    } catch (const cls::Exception& error) {
+        logDropped(session, reasonOf(error));
+    } catch (const std::exception& error) {
+        logDropped(session, error.what());
+    }
+}
+
+void Server::exchange(Session& session) {
+    std::vector<unsigned char> frame = frameFor(receive(session), session.user);
+    const auto size = static_cast<unsigned>(frame.size());
+    const int result = session.socket.tav_clssend(reinterpret_cast<clscmsgh*>(frame.data()), size);
+    if (result != CLSC_OK) return logDropped(session, "it did not take the reply");
+    m_sessions.setDeadline(session, m_limits.closeTime, nullptr);
+    awaitClose(session.socket);
+}
+
+std::unique_ptr<const TAV::Message> Server::receive(Session& session) {
+    TAV::MessageStream stream(&session.socket);
+    stream.limitFrame(m_limits.requestSize);
+    std::unique_ptr<const TAV::Message> request(stream.readMessage());
+    m_sessions.setDeadline(session, m_limits.replyTime, "did not take the reply in time");
+    return request;
+}
+
+/// Only the frame outlives this: while a slow client takes it, nothing else is kept for it.
+std::vector<unsigned char> Server::frameFor(std::unique_ptr<const TAV::Message> request,
+                                            const std::string& user) {
+    const Turnstile::Pass pass(m_builders);
+    const std::unique_ptr<const TAV::Container> reply = m_answer(*request, user);
+    return TAV::MessageStream().encode(*reply);
+}
+
+} // namespace vornd

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "daemons/vornd/Limits.h"
+#include "daemons/vornd/Sessions.h"
+#include "daemons/vornd/Thread.h"
+#include "daemons/vornd/Turnstile.h"
+#include "tav/comm/Container.h"
+#include "tav/comm/ServerSocket.h"
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vornd {
+
+/// The reply to a request of a user.
+using AnswerFunction =
+    std::function<std::unique_ptr<TAV::Container>(const TAV::Message&, const std::string& user)>;
+
+/// Serves one request a connection on an endpoint of this node.
+///
+/// Every client has a thread and a deadline of its own, so that none holds up another; one that
+/// sends nonsense is dropped with a line in the log.
+class Server {
+public:
+    /// Listens: clients that connect from now on are served once start() was called. Throws
+    /// EndPointException when somebody else serves the address, else IOException. `answer` is
+    /// called from many threads at a time; what it throws drops the client.
+    Server(const std::string& address, const Limits& limits, AnswerFunction answer);
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    /// False when no thread can be started.
+    bool start();
+    /// Closes the endpoint, then ends the clients within their grace. May be called twice.
+    void stop();
+
+private:
+    void acceptClients();
+    bool acceptClient();
+    void serve(Session& session);
+    void exchange(Session& session);
+    std::unique_ptr<const TAV::Message> receive(Session& session);
+    std::vector<unsigned char> frameFor(std::unique_ptr<const TAV::Message> request,
+                                        const std::string& user);
+    void closeListener();
+
+    const Limits m_limits;
+    const AnswerFunction m_answer;
+    Turnstile m_builders;
+    std::unique_ptr<TAV::ServerSocket> m_listener;
+    Sessions m_sessions;
+    Thread m_acceptor;
+    std::atomic<bool> m_stopping{false};
+};
+
+} // namespace vornd

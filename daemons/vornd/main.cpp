@@ -1,0 +1,64 @@
+#include "daemons/vornd/Daemon.h"
+#include "platform/include/process.h"
+
+#include <csignal>
+#include <exception>
+#include <iostream>
+#include <string_view>
+
+namespace {
+
+constexpr const char* USAGE =
+    "Usage:  vornd [--help]\n"
+    "\n"
+    "Serves the resources of this node's cluster to the status command, in the foreground.\n"
+    "node.conf is found through VORN_NODE_CONF, profiles below ZEL_VORN_HOME.\n"
+    "SIGTERM and SIGINT end it, SIGHUP makes it look for changed profiles at once.\n";
+
+constexpr int STATUS_FAILED = 1;
+
+/// The signals that the main thread waits for; blocked here, and so in every thread that it starts.
+sigset_t blockSignals() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGTERM, SIGINT, SIGHUP}) sigaddset(&signals, number);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+void serveUntilTold(vornd::Daemon& daemon, const sigset_t& signals) {
+    while (true) {
+        int number = 0;
+        if (sigwait(&signals, &number) != 0) continue;
+        if (number != SIGHUP) return;
+        daemon.refresh();
+    }
+}
+
+int run() {
+    const sigset_t signals = blockSignals();
+    scls_ignore_broken_pipes();
+    vornd::Daemon daemon;
+    daemon.start();
+    std::cout << "vornd: serving node " << daemon.node() << std::endl;
+    serveUntilTold(daemon, signals);
+    daemon.stop();
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const std::string_view argument = argc > 1 ? argv[1] : "";
+    if (argc == 2 && argument == "--help") {
+        std::cout << USAGE;
+        return 0;
+    }
+    try {
+        if (argc > 1) throw vornd::StartError("it takes no arguments; see vornd --help");
+        return run();
+    } catch (const std::exception& error) {
+        std::cerr << "vornd: " << error.what() << std::endl;
+        return STATUS_FAILED;
+    }
+}
