@@ -11,9 +11,14 @@
 const std::string& test_folder();
 
 /// Runs `body` in a forked child and returns its exit status (128 + n when signal n ended it). The
-/// child ends with what `body` returns. For what a process can do only once: reading another
-/// configuration, changing its user, giving up its standard streams. Fork before starting threads.
+/// child ends with what `body` returns. For what cannot be undone: giving up the standard streams,
+/// changing the user. Fork before starting threads.
 int run_in_child(const std::function<int()>& body);
+
+/// The same in a process that has run no test before, so that what is read once in a process's life
+/// (its configuration, its home) is still unread.
+int run_in_fresh_process(int (*body)(const std::string& argument),
+                         const std::string& argument = "");
 
 /// Writes a whole file, replacing it.
 void write_file(const std::string& path, const std::string& text);
