@@ -32,9 +32,9 @@ TEST(Path, PathsThatDoNotFitFailAndKeepWhatWasThere) {
 
     const std::string fitting = "/" + std::string(511 - 1 - 17, 'h');
     EXPECT_EQ(Path(fitting).initializePaths(), 0);
-    EXPECT_EQ(Path::template_file.size(), 510u);
+    EXPECT_EQ(Path::template_file.size(), 511u);
     ASSERT_EQ(Path("/opt/h").initializePaths(), 0);
-    const std::string profile_fits = fitting + "hh";
+    const std::string profile_fits = fitting + "h";
     EXPECT_EQ(Path(profile_fits).initializePaths(), -2);
     EXPECT_EQ(Path::script_path, profile_fits + "/vorn/script");
     EXPECT_EQ(Path::template_file, "/opt/h/bin/vorntmpl.scr");

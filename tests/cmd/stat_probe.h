@@ -1,0 +1,65 @@
+#pragma once
+
+#include "tav/comm/Container.h"
+#include "tav/msg/TavLogger.h"
+#include "tav/ui/cmd/CmdParse.h"
+#include "tav/ui/cmd/CmdStat.h"
+
+#include <string>
+#include <vector>
+
+/// A logger whose collected text a test can read.
+class OpenLogger : public TAV::TavLogger {
+public:
+    OpenLogger() : TavLogger(TAV::ROUTE_STDERR, TAV::Cmds::EVENT_NAME) {}
+    [[nodiscard]] const std::string& text() const { return m_text; }
+};
+
+/// Holds the logger, which must be there before the command.
+struct LoggerHolder {
+    OpenLogger logger;
+};
+
+/// A status command whose state a test can set and read.
+class StatProbe : public LoggerHolder, public TAV::CmdStat {
+public:
+    using CmdStat::m_clusterMember;
+    using CmdStat::m_form;
+    using CmdStat::m_locale;
+    using CmdStat::m_longLayout;
+    using CmdStat::m_optionTable;
+    using CmdStat::m_quiet;
+    using CmdStat::m_requestEntries;
+    using CmdStat::m_results;
+    using CmdStat::m_statRecords;
+    using CmdStat::m_verbose;
+
+    StatProbe() : CmdStat(&logger) {}
+
+    /// Parses a command line; the chosen form, 0 when the usage would be shown.
+    int parse(std::vector<std::string> words) {
+        std::vector<char*> argv;
+        words.insert(words.begin(), "vorn_stat");
+        for (std::string& word : words) argv.push_back(word.data());
+        argv.push_back(nullptr);
+        TAV::CmdParse parser(static_cast<int>(words.size()), argv.data(), &logger);
+        parser.initArgs(m_optionTable);
+        return scanArgs() == DONE ? m_form : 0;
+    }
+
+    int take(const TAV::Container& reply) {
+        m_reply = std::make_unique<TAV::Container>(reply);
+        return procEngineData();
+    }
+
+    /// The text that a form makes of the records.
+    std::string rendered(int form, bool verbose = false) {
+        m_form = form;
+        m_verbose = verbose;
+        Layout layout = form == FORM_TABLE         ? tableLayout()
+                        : form == FORM_PERMISSIONS ? permissionLayout()
+                                                   : blockLayout();
+        printRecords(layout);
+        return logger.text();
+    }
+};
