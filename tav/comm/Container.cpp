@@ -4,7 +4,6 @@
 #include "tav/comm/TextMessage.h"
 
 #include <algorithm>
-#include <typeinfo>
 #include <utility>
 
 namespace TAV {
@@ -27,15 +26,6 @@ auto find(Children& children, std::string_view key) {
 }
 
 } // namespace
-
-const Container* asContainer(const Message* message) {
-    if (message == nullptr || typeid(*message) != typeid(Container)) return nullptr;
-    return static_cast<const Container*>(message);
-}
-
-Container* asContainer(Message* message) {
-    return const_cast<Container*>(asContainer(static_cast<const Message*>(message)));
-}
 
 Container::Container(std::string name) : m_name(std::move(name)) {}
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "tav/comm/Message.h"
+#include "tav/comm/TextMessage.h"
 
 #include <memory>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 #include <vector>
 
 namespace TAV {
@@ -87,7 +89,16 @@ private:
 };
 
 /// The message as a container, null when it is none.
-[[nodiscard]] const Container* asContainer(const Message* message);
-[[nodiscard]] Container* asContainer(Message* message);
+[[nodiscard]] inline const Container* asContainer(const Message* message) {
+    if (message == nullptr) return nullptr;
+    // Types are told apart by their names where their addresses differ: texts, the most frequent,
+    // are told by the address.
+    const std::type_info& type = typeid(*message);
+    if (&type == &typeid(TextMessage) || type != typeid(Container)) return nullptr;
+    return static_cast<const Container*>(message);
+}
+[[nodiscard]] inline Container* asContainer(Message* message) {
+    return const_cast<Container*>(asContainer(static_cast<const Message*>(message)));
+}
 
 } // namespace TAV

@@ -113,7 +113,7 @@ public:
     explicit StreamSource(MessageStream& stream)
         : m_stream(stream), m_above(std::max<std::size_t>(stream.level(), 1) - 1) {}
 
-    bool open(std::string& name, std::uint32_t& children) {
+    bool open(std::string_view& name, std::uint32_t& children) {
         const auto count = static_cast<std::int32_t>(m_stream.getub4());
         children = static_cast<std::uint32_t>(std::max(count, 0));
         name = m_stream.getview();
@@ -150,11 +150,8 @@ public:
     CompactSource(std::string_view text, std::size_t position)
         : m_text(text), m_reader(text, position) {}
 
-    bool open(std::string& name, std::uint32_t& children) {
-        std::string_view view;
-        if (!m_reader.container(children, view)) return false;
-        name = view;
-        return true;
+    bool open(std::string_view& name, std::uint32_t& children) {
+        return m_reader.container(children, name);
     }
     bool allows(std::size_t level) { return level <= MessageStream::MAX_DEPTH; }
     std::unique_ptr<Message> child(std::string_view& key) {
@@ -185,7 +182,7 @@ public:
     ListSource(const std::vector<std::string>& elements, std::size_t index)
         : m_elements(elements), m_index(std::min(index, elements.size())) {}
 
-    bool open(std::string& name, std::uint32_t& children) {
+    bool open(std::string_view& name, std::uint32_t& children) {
         if (remaining() < 2 || !count(m_elements[m_index], children)) return false;
         name = m_elements[m_index + 1];
         m_index += 2;

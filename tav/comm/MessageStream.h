@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -78,7 +79,10 @@ public:
     /// A nested message's type tag, likewise; one that does not fit TAG_SIZE is refused.
     std::string_view gettag();
     /// Bytes of the frame that are not read yet.
-    [[nodiscard]] std::size_t remaining() const;
+    [[nodiscard]] std::size_t remaining() const {
+        const auto size = static_cast<std::size_t>(m_size);
+        return size > used() ? size - used() : 0;
+    }
 
     /// Tells how deep the message stands that is decoded next; deeper than MAX_DEPTH is refused.
     void enterLevel(std::size_t level);
@@ -111,9 +115,17 @@ private:
     void openBuffer();
     void encodeBody(const Message& message);
     void releaseBuffer();
-    [[nodiscard]] std::size_t used() const;
+    [[nodiscard]] std::size_t used() const { return static_cast<std::size_t>(m_cursor - m_buffer); }
     void grow(std::size_t shortfall);
-    const char* take(std::size_t n);
+    /// The next n bytes where they lie.
+    const char* take(std::size_t n) {
+        if (n > remaining()) pastEnd();
+        const auto* const bytes = reinterpret_cast<const char*>(m_cursor);
+        m_cursor += n;
+        return bytes;
+    }
+    [[noreturn]] static void pastEnd();
+    std::string_view upToZero(std::size_t length);
     std::vector<unsigned char> frameOf(const std::string& type) const;
     void send(std::vector<unsigned char>& frame);
     std::uint32_t receiveHeader();
@@ -131,5 +143,34 @@ private:
     std::size_t m_level = 0; ///< of the message that is being decoded, 0 between messages
     std::uint32_t m_limit = MAX_FRAME;
 };
+
+// Small and called for every number and string of a message.
+
+inline void MessageStream::put(const char* data, unsigned int n) {
+    if (n > remaining()) grow(n - remaining());
+    if (n > 0) std::memcpy(m_cursor, data, n);
+    m_cursor += n;
+}
+
+inline void MessageStream::putub4(unsigned int v) {
+    char bytes[sizeof v];
+    std::memcpy(bytes, &v, sizeof v);
+    put(bytes, sizeof v);
+}
+
+inline unsigned int MessageStream::getub4() {
+    unsigned int value = 0;
+    std::memcpy(&value, take(sizeof value), sizeof value);
+    return value;
+}
+
+inline std::string_view MessageStream::upToZero(std::size_t length) {
+    const char* const text = take(length);
+    return {text, strnlen(text, length)};
+}
+
+inline std::string_view MessageStream::getview() {
+    return upToZero(getub4());
+}
 
 } // namespace TAV

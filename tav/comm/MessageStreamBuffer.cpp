@@ -17,12 +17,7 @@ namespace {
 
 constexpr std::size_t LARGEST = std::numeric_limits<std::int32_t>::max();
 constexpr const char* EXPANDING = "MessageStream::put expanding memory";
-constexpr const char* PAST_END = "MessageStream::get past buffer end";
 constexpr const char* OVERRUN = "MessageStream::getstrbuf Buffer overrun";
-
-std::string_view upToZero(const char* text, std::size_t length) {
-    return {text, strnlen(text, length)};
-}
 
 } // namespace
 
@@ -53,15 +48,6 @@ void MessageStream::releaseBuffer() {
     m_given = false;
 }
 
-std::size_t MessageStream::used() const {
-    return static_cast<std::size_t>(m_cursor - m_buffer);
-}
-
-std::size_t MessageStream::remaining() const {
-    const auto size = static_cast<std::size_t>(m_size);
-    return size > used() ? size - used() : 0;
-}
-
 /// Adds the smallest multiple of GROWTH that is strictly greater than the shortfall.
 void MessageStream::grow(std::size_t shortfall) {
     const std::size_t keep = used();
@@ -86,20 +72,6 @@ void MessageStream::grow(std::size_t shortfall) {
     m_owned = true;
 }
 
-void MessageStream::put(const char* data, unsigned int n) {
-    if (n == 0) return;
-    const std::size_t room = remaining();
-    if (n > room) grow(n - room);
-    std::memcpy(m_cursor, data, n);
-    m_cursor += n;
-}
-
-void MessageStream::putub4(unsigned int v) {
-    char bytes[sizeof v];
-    std::memcpy(bytes, &v, sizeof v);
-    put(bytes, sizeof v);
-}
-
 void MessageStream::putstr(const std::string& s) {
     if (s.size() > LARGEST) raiseAs<IOException>(EXPANDING);
     const auto length = static_cast<unsigned int>(s.size());
@@ -107,23 +79,13 @@ void MessageStream::putstr(const std::string& s) {
     put(s.data(), length);
 }
 
-/// The next n bytes where they lie.
-const char* MessageStream::take(std::size_t n) {
-    if (n > remaining()) raiseAs<IOException>(PAST_END);
-    const auto* const bytes = reinterpret_cast<const char*>(m_cursor);
-    m_cursor += n;
-    return bytes;
+void MessageStream::pastEnd() {
+    raiseAs<IOException>("MessageStream::get past buffer end");
 }
 
 void MessageStream::get(char* out, unsigned int n) {
     const char* const bytes = take(n);
     if (n > 0) std::memcpy(out, bytes, n);
-}
-
-unsigned int MessageStream::getub4() {
-    unsigned int value = 0;
-    std::memcpy(&value, take(sizeof value), sizeof value);
-    return value;
 }
 
 std::unique_ptr<char[]> MessageStream::getstr() {
@@ -147,15 +109,10 @@ void MessageStream::getstrbuf(char* out, int max) {
     out[length] = '\0';
 }
 
-std::string_view MessageStream::getview() {
-    const std::size_t length = getub4();
-    return upToZero(take(length), length);
-}
-
 std::string_view MessageStream::gettag() {
     const std::size_t length = getub4();
     if (length >= TAG_SIZE) raiseAs<IOException>(OVERRUN);
-    return upToZero(take(length), length);
+    return upToZero(length);
 }
 
 } // namespace TAV

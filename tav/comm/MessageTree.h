@@ -57,7 +57,9 @@ void walkTree(const Container& root, Visitor&& visitor) {
 /// container's array need not be in order, and it must not be looked into.
 class ContainerFiller {
 public:
-    explicit ContainerFiller(Container& container) : m_container(&container) {}
+    ContainerFiller(Container& container, std::string_view name) : m_container(&container) {
+        container.m_name = name;
+    }
 
     void reserve(std::size_t children) { m_container->m_children.reserve(children); }
     void append(std::string_view key, std::unique_ptr<Message> message) {
@@ -78,7 +80,7 @@ private:
 };
 
 /// Builds the tree that a source describes. The source gives
-///   bool open(std::string& name, std::uint32_t& children)   a container's beginning
+///   bool open(std::string_view& name, std::uint32_t& children)   a container's beginning
 ///   std::unique_ptr<Message> child(std::string_view& key)   the next child, empty; null: none
 ///   bool leaf(Message&)                                     the contents of one that is no
 ///   container bool allows(std::size_t level)                          whether a message may stand
@@ -113,11 +115,10 @@ private:
     };
 
     bool open(Container& container) {
-        std::string name;
+        std::string_view name;
         std::uint32_t children = 0;
         if (!m_source.open(name, children)) return false;
-        container.SetName(name);
-        ContainerFiller filler(container);
+        ContainerFiller filler(container, name);
         // What all open containers promise together cannot be more than what can still follow, so
         // that a lying number reserves no more than an honest source would fill.
         const std::size_t most = m_source.mostChildren();

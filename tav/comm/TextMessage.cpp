@@ -1,6 +1,6 @@
 #include "tav/comm/TextMessage.h"
 
-#include "cppgen/clsLogImmortal.h"
+#include "platform/include/immortal.h"
 #include "tav/comm/CompactForm.h"
 #include "tav/comm/MessageStream.h"
 #include "tav/comm/MessageTree.h"
@@ -65,8 +65,8 @@ void TextMessage::visit(IMessageVisitor& visitor) {
 }
 
 const TextMessage* TextMessage::Null() {
-    static CLS_Debug::Immortal<TextMessage> null;
-    return &null.get();
+    static Immortal<TextMessage> null;
+    return &*null;
 }
 
 } // namespace TAV

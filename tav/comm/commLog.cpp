@@ -1,12 +1,12 @@
 #include "tav/comm/commLog.h"
 
-#include "cppgen/clsLogImmortal.h"
+#include "platform/include/immortal.h"
 
 namespace TAV {
 
 CLS_Debug::CLSlog& commLog() {
-    static CLS_Debug::Immortal<CLS_Debug::CLSlog> log("VORNCOMM");
-    return log.get();
+    static Immortal<CLS_Debug::CLSlog> log("VORNCOMM");
+    return *log;
 }
 
 } // namespace TAV
