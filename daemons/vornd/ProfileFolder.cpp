@@ -13,10 +13,10 @@ namespace vornd {
 
 namespace {
 
-/// The clock that stamps files.
+/// The clock that stamps files, never behind their stamps.
 std::int64_t fileClock_ns() {
     timespec now{};
-    clock_gettime(CLOCK_REALTIME_COARSE, &now);
+    clock_gettime(CLOCK_REALTIME, &now);
     return now.tv_sec * std::int64_t{1'000'000'000} + now.tv_nsec;
 }
 

@@ -69,16 +69,9 @@ void Server::stop() {
     m_stopping = true;
     if (m_listener != nullptr) m_listener->interruptConnection();
     m_acceptor.join();
-    closeListener();
-    m_sessions.stop();
-}
-
-void Server::closeListener() {
-    if (m_listener == nullptr) return;
-    clsccon* const handle = m_listener->getHandle();
-    m_listener->close();
-    clscrelease(handle);
+    if (m_listener != nullptr) m_listener->close();
     m_listener.reset();
+    m_sessions.stop();
 }
 
 void Server::acceptClients() {

@@ -46,7 +46,6 @@ private:
     std::unique_ptr<const TAV::Message> receive(Session& session);
     std::vector<unsigned char> frameFor(std::unique_ptr<const TAV::Message> request,
                                         const std::string& user);
-    void closeListener();
 
     const Limits m_limits;
     const AnswerFunction m_answer;

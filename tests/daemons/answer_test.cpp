@@ -1,0 +1,177 @@
+#include "daemons/vornd/StatusService.h"
+#include "tav/comm/MessageStream.h"
+#include "tav/comm/TextMessage.h"
+#include "tests/daemons/daemons_support.h"
+
+#include <gtest/gtest.h>
+
+using namespace vornd;
+
+namespace {
+
+const Members MEMBERS{"alpha", "beta", "idle"};
+const std::string OPEN = "ACL=other::r--\n";
+
+std::string answer(const TAV::Message& request, const ResourceModel& model, Caller& caller) {
+    return describe(*answerStatus(request, caller, model, MEMBERS));
+}
+
+std::string answerTo(const std::vector<std::string>& entries, const ResourceModel& model) {
+    MadeUpCaller root("root", {}, true);
+    return answer(statusRequest(entries), model, root);
+}
+
+ResourceModel smallModel() {
+    return modelOf({"NAME=net\nTYPE=listener\nTARGET@alpha=ONLINE\nTARGET@beta=OFFLINE\n"
+                    "STATE@alpha=OFFLINE\nSTATE@beta=ONLINE\nCURRENT_FAILURE@beta=4\n",
+                    "NAME=db1\nTYPE=app\nIS_RUNNABLE=1\nEXTRA=x\nTARGET=ONLINE\n"
+                    "STATE@alpha=ONLINE\nCURRENT_FAILURE=2\n" +
+                        OPEN,
+                    "NAME=bare\nTYPE=t\n"});
+}
+
+TEST(Answer, GivesEachFormItsPartOfAResource) {
+    const ResourceModel model = smallModel();
+    const std::string db1 = "db1{IS_RUNNABLE=1 NAME=db1 STATE{alpha=ONLINE} TARGET{=ONLINE} "
+                            "TYPE=app}";
+    const std::string bare = "bare{NAME=bare TYPE=t}";
+    const std::string net = "net{NAME=net STATE{alpha=OFFLINE beta=ONLINE} "
+                            "TARGET{alpha=ONLINE beta=OFFLINE} TYPE=listener}";
+    const std::pair<std::vector<std::string>, std::string> table[] = {
+        {{"VERB_TAG=0", "LONG_TAG=1", "HOST_TAG=0", "TAV_VORN_LEGACY=true", "LATER=x"},
+         bare + " " + db1 + " " + net},
+        {{"RESOURCE=net\1db1\1net"}, db1 + " " + net},
+        {{"RESOURCE=db1", "VERB_TAG=1"},
+         "db1{CURRENT_FAILURE{=2} EXTRA=x IS_RUNNABLE=1 NAME=db1 STATE{alpha=ONLINE} "
+         "TARGET{=ONLINE} TYPE=app}"},
+        {{"PRINT_TAG=1", "PRINT=db1", "RESOURCE=net"},
+         "db1{ACL=other::r-- EXTRA=x IS_RUNNABLE=1 NAME=db1 TYPE=app}"},
+        {{"FULL_TAG=1", "FULL=db1"},
+         "db1{ACL=other::r-- CURRENT_FAILURE{=2} EXTRA=x IS_RUNNABLE=1 NAME=db1 "
+         "STATE{alpha=ONLINE} TARGET{=ONLINE} TYPE=app}"},
+        {{"LIST_TAG=1", "LIST=db1\1bare"}, bare + " db1{ACL=other::r-- NAME=db1 TYPE=app}"},
+        {{"HOST=beta", "VERB_TAG=1"},
+         "net{CURRENT_FAILURE{beta=4} NAME=net STATE{beta=ONLINE} TARGET{beta=OFFLINE} "
+         "TYPE=listener}"},
+        {{"HOST=alpha", "RESOURCE=db1"}, db1},
+        {{"HOST=beta", "RESOURCE=db1"}, ""},
+        {{"HOST=idle"}, ""},
+        {{"RESOURCE=x\1db1\1"}, "ERROR{=210 x=210} " + db1},
+    };
+    for (const auto& [entries, reply] : table) EXPECT_EQ(answerTo(entries, model), reply);
+}
+
+TEST(Answer, GivesNumbersWhereThereIsNothingToShow) {
+    const ResourceModel model = smallModel();
+    const ResourceModel none;
+    const std::pair<std::vector<std::string>, int> table[] = {
+        {{"ISREGISTERED_TAG=1", "RESOURCE=db1"}, 0},
+        {{"ISREGISTERED_TAG=1", "RESOURCE=x"}, 210},
+        {{"ISRUNNING_TAG=1", "RESOURCE=net"}, 0},
+        {{"ISRUNNING_TAG=1", "RESOURCE=net", "HOST=beta"}, 0},
+        {{"ISRUNNING_TAG=1", "RESOURCE=net", "HOST=alpha"}, 1},
+        {{"ISRUNNING_TAG=1", "RESOURCE=bare"}, 1},
+        {{"ISRUNNING_TAG=1", "RESOURCE=x"}, 210},
+        {{"ISRUNNING_TAG=1", "RESOURCE=net", "HOST=gamma"}, 230},
+        {{"HOST="}, 230},
+        {{"HOST=gamma", "RESOURCE=x"}, 230},
+        {{"ISRUNNING_TAG=1"}, 300},
+        {{"ISREGISTERED_TAG=1", "PRINT=db1"}, 300},
+        {{"FULL_TAG=1", "LIST_TAG=1"}, 300},
+    };
+    for (const auto& [entries, number] : table)
+        EXPECT_EQ(answerTo(entries, model), "RESULT=" + std::to_string(number)) << entries[0];
+    EXPECT_EQ(answerTo({"RESOURCE=x"}, none), "RESULT=202");
+    EXPECT_EQ(answerTo({"FULL_TAG=1", "HOST=beta"}, none), "RESULT=202");
+    EXPECT_EQ(answerTo({"ISREGISTERED_TAG=1", "RESOURCE=x"}, none), "RESULT=210");
+
+    MadeUpCaller root("root", {}, true);
+    TAV::Container odd = statusRequest({});
+    odd.SetMessage("RESOURCE", TAV::Container("db1"));
+    EXPECT_EQ(answer(odd, model, root), "RESULT=300");
+    EXPECT_EQ(answer(TAV::Container("UI_START"), model, root), "RESULT=300");
+    EXPECT_EQ(answer(TAV::TextMessage("UI_STAT"), model, root), "RESULT=300");
+}
+
+TEST(Answer, ReadingFollowsTheAccessControlList) {
+    MadeUpCaller owner("owner", {"staff"});
+    MadeUpCaller friendly("friend", {"staff", "dba"});
+    MadeUpCaller stranger("stranger", {});
+    MadeUpCaller nameless("", {});
+    struct Row {
+        const char* acl;
+        bool owner, friendly, stranger, nameless;
+    };
+    const Row table[] = {
+        {"owner:owner:r--,pgrp:dba:---,other::---", true, false, false, false},
+        {"other::r--,pgrp:dba:-wx,owner:owner:-wx", false, false, true, true},
+        {"owner:owner:---,user:owner:r--,pgrp:staff:r--,other::r--", false, true, true, true},
+        {"user:friend:---,group:dba:r--,other::r--", true, false, true, true},
+        {"pgrp:staff:---,group:dba:r--,other::r--", false, true, true, true},
+        {"group:dba:r--", false, true, false, false},
+        {"owner:owner:rwx,pgrp:dba:r-x,other::r--,", false, false, false, false},
+        {"owner:owner:rwx,user:friend:R--", false, false, false, false},
+        {"owner::r--,other::r--", false, false, false, false},
+        {"other:x:r--", false, false, false, false},
+        {"other::r-", false, false, false, false},
+        {"", false, false, false, false},
+    };
+    for (const Row& row : table) {
+        const ResourceModel model = modelOf({std::string("NAME=a\nTYPE=t\nACL=") + row.acl});
+        const Resource& resource = *model.find("a");
+        EXPECT_EQ(mayRead(resource, owner), row.owner) << row.acl;
+        EXPECT_EQ(mayRead(resource, friendly), row.friendly) << row.acl;
+        EXPECT_EQ(mayRead(resource, stranger), row.stranger) << row.acl;
+        EXPECT_EQ(mayRead(resource, nameless), row.nameless) << row.acl;
+    }
+}
+
+TEST(Answer, CallersAreUsersOfThisMachine) {
+    const ResourceModel model = modelOf({"NAME=a\nTYPE=t\nACL=owner:bin:r--,group:daemon:r--"});
+    const std::pair<const char*, bool> table[] = {{"root", true},   {"bin", true},
+                                                  {"daemon", true}, {"nobody", false},
+                                                  {"2", false},     {"none-such", false}};
+    for (const auto& [user, expected] : table) {
+        SystemCaller caller(user);
+        EXPECT_EQ(mayRead(*model.find("a"), caller), expected) << user;
+    }
+}
+
+TEST(Answer, WithheldResourcesAreNamedAndNotShown) {
+    const ResourceModel model = modelOf({"NAME=open\nTYPE=t\nSTATE@beta=ONLINE\n" + OPEN,
+                                         "NAME=shut\nTYPE=t\nSTATE@alpha=ONLINE\n"});
+    MadeUpCaller stranger("stranger", {});
+    const std::string shut = "ERROR{shut=213}";
+    const std::string open = "open{NAME=open STATE{beta=ONLINE} TYPE=t}";
+    const std::pair<std::vector<std::string>, std::string> table[] = {
+        {{}, shut + " " + open},
+        {{"HOST=beta"}, shut + " " + open},
+        {{"RESOURCE=shut"}, shut},
+        {{"PRINT_TAG=1", "PRINT=shut\1x"}, "ERROR{shut=213 x=210}"},
+        {{"ISREGISTERED_TAG=1", "RESOURCE=shut"}, "RESULT=213"},
+        {{"ISRUNNING_TAG=1", "RESOURCE=shut"}, "RESULT=213"},
+    };
+    for (const auto& [entries, reply] : table)
+        EXPECT_EQ(answer(statusRequest(entries), model, stranger), reply);
+}
+
+/// Of two resources the last byte that fits the largest frame, and one more.
+TEST(Answer, IsANumberWhenTheReplyDoesNotFitAFrame) {
+    MadeUpCaller root("root", {}, true);
+    const TAV::Container request = statusRequest({"PRINT_TAG=1"});
+    const auto replyFor = [&](std::size_t filler) {
+        const ResourceModel model = modelOf({"NAME=a\nTYPE=t\nSTATE=x\n" + OPEN,
+                                             "NAME=b\nTYPE=t\nFILL=" + std::string(filler, 'x')});
+        return answerStatus(request, root, model, MEMBERS);
+    };
+    const std::size_t size = TAV::MessageStream().encode(*replyFor(0)).size();
+    const std::size_t room = TAV::MessageStream::MAX_FRAME - size;
+    EXPECT_EQ(TAV::MessageStream().encode(*replyFor(room)).size(), TAV::MessageStream::MAX_FRAME);
+    EXPECT_EQ(describe(*replyFor(room + 1)), "RESULT=301");
+
+    std::string names = "RESOURCE=0";
+    for (int i = 1; i < 300'000; ++i) names += '\1' + std::to_string(i);
+    EXPECT_EQ(answerTo({names}, smallModel()), "RESULT=301");
+}
+
+} // namespace
