@@ -1,0 +1,256 @@
+"""The command and the real daemon together: profiles in, listings and statuses out."""
+import contextlib
+import signal
+import socket
+import subprocess
+import time
+import unittest
+from concurrent.futures import ThreadPoolExecutor
+
+import harness
+from harness import NOBODY, RIGHTS, TABLE, TITLES, WIDE, NodeTest, numbered
+from vornwire import HEADER, Box, box, decode, envelope, frame, string, ub4
+
+LIMIT = 20.0
+EVERYONE = "ACL=owner:root:rwx,pgrp:root:r-x,other::r--"
+DB1 = ["TYPE=application", "IS_RUNNABLE=1", "CURRENT_RCOUNT=2", "RESTART_ATTEMPTS=5",
+       "FAILURE_THRESHOLD=3", "CURRENT_FAILURE=1", "TARGET=ONLINE", "STATE@alpha=ONLINE", EVERYONE]
+NET = ["TYPE=listener", "IS_RUNNABLE=0", "TARGET@alpha=ONLINE", "TARGET@beta=ONLINE",
+       "STATE@alpha=ONLINE", "STATE@beta=OFFLINE", "CURRENT_FAILURE@beta=4", EVERYONE]
+
+
+class DaemonTest(NodeTest):
+    texts = TITLES | {184: "the request failed", 202: "nothing here", 210: "no [%s]",
+                      213: "withheld [%s]", 230: "no member [%s]"}
+
+    def setUp(self):
+        super().setUp()
+        self.profiles = self.node.home / "vorn/profile"
+        self.profiles.mkdir()
+        self.daemon = None
+        self.addCleanup(self.end)
+
+    def end(self, number=signal.SIGTERM):
+        """Ends the daemon; its exit status."""
+        if self.daemon is None:
+            return None
+        daemon, self.daemon = self.daemon, None
+        daemon.send_signal(number)
+        try:
+            return daemon.wait(LIMIT)
+        except subprocess.TimeoutExpired:
+            daemon.kill()
+            daemon.wait()
+            raise
+        finally:
+            daemon.stdout.close()
+
+    def start(self):
+        self.daemon = subprocess.Popen([harness.BIN / "vornd"], env=self.node.environment(),
+                                       cwd=self.node.folder, stdin=subprocess.DEVNULL,
+                                       stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        line = self.daemon.stdout.readline()
+        self.assertTrue(line.startswith(b"vornd: serving"), line)
+
+    def profile(self, name, lines):
+        """Written beside and moved into place, as a tool would."""
+        fresh = self.profiles / f".{name}.new"
+        fresh.write_text("\n".join([f"NAME={name}", *lines, ""]))
+        fresh.rename(self.profiles / f"{name}.cap")
+
+    def serve(self, **profiles):
+        for name, lines in profiles.items():
+            self.profile(name, lines)
+        self.start()
+
+    def shows(self, table, **options):
+        for line, status, out in table:
+            with self.subTest(line=line):
+                self.check(self.node.run(*line.split(), **options), status, out)
+
+    def eventually(self, out, *arguments):
+        deadline = time.monotonic() + LIMIT
+        while (seen := self.node.run(*arguments).out) != out.encode():
+            self.assertLess(time.monotonic(), deadline, seen)
+            time.sleep(0.05)
+
+
+class Listings(DaemonTest):
+    def test_every_form(self):
+        self.serve(net=NET, db1=DB1)
+        db1 = "NAME=db1\nTYPE=application\n"
+        ends = "TARGET=ONLINE\nSTATE=ONLINE on alpha\n\n"
+        full = (db1 + "{}RESTART_ATTEMPTS=5\nRESTART_COUNT=2\nFAILURE_THRESHOLD=3\n"
+                "FAILURE_COUNT=1\n" + ends)
+        net = ("NAME=net\nTYPE=listener\nTARGET=ONLINE on alpha\nTARGET=ONLINE on beta\n"
+               "STATE=ONLINE on alpha\nSTATE=OFFLINE on beta\n\n")
+        row = "db1            application    {}ONLINE    ONLINE    alpha       \n"
+        net_row = "net            listener       {}ONLINE    {:10}{:12}\n"
+        self.shows([
+            ("", 0, db1 + ends + net), ("db1", 0, db1 + ends), ("net db1 net", 0, db1 + ends + net),
+            ("-t", 0, TABLE + row.format("") + net_row.format("", "ONLINE", "alpha")
+             + net_row.format("", "OFFLINE", "beta")),
+            ("-t -v db1", 0, WIDE + row.format("2/5    1/3    ")),
+            ("-t -v net", 0, WIDE + net_row.format(" -     /      ", "ONLINE", "alpha")
+             + net_row.format(" -     4/     ", "OFFLINE", "beta")),
+            ("-ls", 0, RIGHTS + "".join(f"{name:15}{'root':15}{'root':25}rwxr-xr--\n"
+                                        for name in ("db1", "net"))),
+            ("-q", 0, ""), ("-t -q", 0, "")])
+        for form in ("-v db1", "-f db1"):
+            outcome = self.node.run(*form.split())
+            self.assertIn(outcome.out, [full.format(shown).encode()
+                                        for shown in ("", EVERYONE + "\n")])
+        profile = self.node.run("-p", "db1").out
+        self.assertTrue(profile.startswith(db1.encode()) and profile.endswith(b"\n\n"), profile)
+        for line in (b"FAILURE_THRESHOLD=3", b"RESTART_ATTEMPTS=5\nRESTART_COUNT=2"):
+            self.assertIn(b"\n" + line + b"\n", profile)
+        self.assertNotIn(b"STATE", profile)
+
+    def test_members(self):
+        self.serve(net=NET, db1=DB1)
+        outcome = self.node.run("-t", "-c", "beta")
+        self.assertEqual(outcome.status, 0)
+        self.assertIn(b"beta", outcome.out)
+        self.assertNotIn(b"alpha", outcome.out)
+        for form in ("", "-t", "-f"):
+            outcome = self.node.run(*form.split(), "-c", "nowhere")
+            self.assertTrue(outcome.out.endswith(numbered(230, "no member [nowhere]")), outcome.out)
+            self.assertEqual((outcome.status, outcome.err), (230, b""))
+
+    def test_resources_that_are_not_there(self):
+        self.serve(db1=DB1)
+        db1 = "NAME=db1\nTYPE=application\nTARGET=ONLINE\nSTATE=ONLINE on alpha\n\n"
+        missing = numbered(210, "no [x]").decode()
+        self.shows([("x", 210, missing), ("db1 x", 210, db1 + missing), ("-ls x", 210, missing),
+                    ("x y", 210, missing + numbered(210, "no [y]").decode())])
+        self.assertEqual(self.end(), 0)
+        (self.profiles / "db1.cap").unlink()
+        self.start()
+        self.shows([(form, 0, numbered(202, "nothing here"))
+                    for form in ("", "-v", "-t", "-p", "-f", "-ls")])
+
+    def test_questions(self):
+        off = ["TYPE=t", "TARGET=OFFLINE", "STATE@alpha=OFFLINE", EVERYONE]
+        self.serve(net=NET, db1=DB1, off=off)
+        self.shows([("-g db1", 0, ""), ("-g off -a", 0, ""), ("-g x", 210, ""),
+                    ("-r db1", 0, ""), ("-r off", 1, ""), ("-r x", 1, ""),
+                    ("-r net -c alpha", 0, ""), ("-r net -c beta", 1, ""),
+                    ("-r db1 -c beta", 1, ""), ("-r db1 -c nowhere", 1, "")])
+
+
+class Changes(DaemonTest):
+    def test_profiles_change_while_it_runs(self):
+        self.serve(db1=DB1)
+        block = "NAME={}\nTYPE=t\nSTATE={} on alpha\n\n"
+        self.profile("db1", ["TYPE=t", "STATE@alpha=OFFLINE", EVERYONE])
+        self.eventually(block.format("db1", "OFFLINE"))
+        self.profile("a1", ["TYPE=t", "STATE@alpha=ONLINE", EVERYONE])
+        self.eventually(block.format("a1", "ONLINE") + block.format("db1", "OFFLINE"))
+        self.profile("db1", ["no profile at all"])
+        (self.profiles / "a1.cap").unlink()
+        self.eventually(block.format("db1", "OFFLINE"))
+        self.assertIsNone(self.daemon.poll())
+
+    def test_twenty_thousand_profiles(self):
+        for number in range(20_000):
+            (self.profiles / f"r{number:05}.cap").write_text(
+                f"NAME=r{number:05}\nTYPE=t\nSTATE@alpha=ONLINE\n{EVERYONE}\n")
+        self.start()
+        outcome = self.node.run("-t")
+        rows = outcome.out.decode().splitlines()[2:]
+        self.assertEqual((outcome.status, outcome.err, len(rows)), (0, b"", 20_000))
+        self.assertEqual([row[:6] for row in rows], [f"r{number:05}" for number in range(20_000)])
+
+    def test_its_end_and_its_endpoint(self):
+        self.serve(db1=DB1)
+        self.assertTrue(self.node.endpoint.is_socket())
+        self.assertEqual(self.end(), 0)
+        self.assertFalse(self.node.endpoint.exists())
+        self.check(self.node.run(), 184, "", numbered(184, "the request failed"))
+        self.start()
+        self.assertEqual(self.end(signal.SIGKILL), -signal.SIGKILL)
+        self.assertTrue(self.node.endpoint.is_socket())
+        self.check(self.node.run(), 184, "", numbered(184, "the request failed"))
+        self.start()
+        self.assertEqual(self.node.run("-g", "db1").status, 0)
+        second = subprocess.run([harness.BIN / "vornd"], env=self.node.environment(),
+                                capture_output=True, timeout=LIMIT, check=False)
+        self.assertNotEqual(second.returncode, 0)
+        self.assertEqual(self.node.run("-g", "db1").status, 0)
+
+
+class Clients(DaemonTest):
+    def connect(self, data=b""):
+        client = socket.socket(socket.AF_UNIX)
+        self.addCleanup(client.close)
+        client.settimeout(LIMIT)
+        client.connect(str(self.node.endpoint))
+        client.sendall(data)
+        return client
+
+    def received(self, client):
+        """All that comes until the daemon ends the connection."""
+        client.shutdown(socket.SHUT_WR)
+        data = b""
+        with contextlib.suppress(ConnectionResetError):
+            while more := client.recv(65536):
+                data += more
+        return data
+
+    def test_malformed_requests_harm_nobody_else(self):
+        self.serve(db1=DB1)
+        good = frame(box("UI_STAT", {"VERB_TAG": "0", "LOCALE": ""}))
+        answer = decode(self.received(self.connect(good)))
+        self.assertEqual([key for key, _ in answer.children], [b"db1"])
+        deep = (ub4(1) + string("") + string("k") + string("Container")) * 100_000
+        content = good[HEADER:]
+        for data in (b"", good[:3], good[:100], good[:-1], b"\xff" * 500, bytes(500),
+                     envelope(content, claimed=2**32 - 1), envelope(content, claimed=5),
+                     envelope(content, claimed=len(content) + 1), envelope(b""), envelope(deep),
+                     envelope(ub4(2**31 - 1) + string("UI_STAT")), envelope(content, b"C" * 72),
+                     frame("text"), frame(box("OTHER", {})), frame(Box()),
+                     frame(box("UI_STAT", {"RESOURCE": {"a": "b"}, "HOST": {}, "PRINT_TAG": "1"})),
+                     frame(box("UI_STAT", {"RESOURCE": "\1" * 5000})),
+                     frame(box("UI_STAT", {"RESOURCE": "n" * 2_000_000}))):
+            with self.subTest(data=data[:8], size=len(data)):
+                with contextlib.suppress(BrokenPipeError, ConnectionResetError):
+                    said = self.received(self.connect(data))
+                    self.assertTrue(said == b"" or isinstance(decode(said), Box))
+                self.assertIsNone(self.daemon.poll())
+        self.shows([("-g db1", 0, "")])
+
+    def test_many_at_once_beside_idle_ones(self):
+        self.serve(db1=DB1, net=NET)
+        idle = [self.connect(data) for data in (b"", b"\x90", bytes(60)[:48]) for _ in range(15)]
+        expected = self.node.run("-t").out
+        self.assertIn(b"db1", expected)
+        with ThreadPoolExecutor(12) as pool:
+            for outcome in pool.map(lambda _: self.node.run("-t"), range(60)):
+                self.check(outcome, 0, expected)
+        start = time.monotonic()
+        self.assertEqual(self.end(), 0)
+        self.assertLess(time.monotonic() - start, 6)
+        self.assertEqual(len(idle), 45)
+
+
+@unittest.skipUnless(harness.AS_ROOT, "changes users")
+class Rights(DaemonTest):
+    def test_a_user_without_the_right(self):
+        open_to = lambda other: ["TYPE=t", "STATE@alpha=ONLINE",
+                                 f"ACL=owner:root:rwx,pgrp:root:r-x,other::{other}"]
+        self.serve(open=open_to("r--"), shut=open_to("-wx"), none=["TYPE=t", "STATE@alpha=ONLINE"])
+        block = lambda name: f"NAME={name}\nTYPE=t\nSTATE=ONLINE on alpha\n\n"
+        withheld = numbered(213, "withheld [shut]").decode()
+        nobody = dict(user=NOBODY, group=NOBODY, extra_groups=[])
+        self.shows([("open shut", 213, block("open") + withheld), ("shut", 213, withheld)],
+                   **nobody)
+        listing = self.node.run("-t", **nobody)
+        self.assertIn(b"open ", listing.out)
+        self.assertNotIn(b"\nshut ", listing.out)
+        self.assertNotIn(b"\nnone ", listing.out)
+        self.assertNotEqual(self.node.run("-r", "shut", **nobody).status, 0)
+        self.shows([("shut none", 0, block("none") + block("shut"))])
+
+
+if __name__ == "__main__":
+    unittest.main()
