@@ -56,7 +56,7 @@ std::string endpoint(const node_config& config) {
 }
 
 StartError unusableFolder(const node_config& config, const std::string& otherReason) {
-    const bool isUsable = access(config.runtime_dir.c_str(), W_OK | X_OK) == 0;
+    const bool isUsable = access((config.runtime_dir + "/.").c_str(), W_OK | X_OK) == 0;
     return StartError("cannot listen in runtime_dir " + config.runtime_dir + ": " +
                       (isUsable ? otherReason : systemError(errno)) +
                       "; make it writable or set another one in node.conf");
