@@ -18,7 +18,8 @@ std::string shown(int form, bool verbose,
                home->enter();
                StatProbe command;
                command.m_statRecords = records;
-               std::cout << command.rendered(form, verbose);
+               command.render(form, verbose);
+               std::cout << command.logger.text();
                return 0;
            })
         .out;

@@ -1,7 +1,11 @@
+#include "tav/comm/CommException.h"
+#include "tav/comm/MessageStream.h"
 #include "tests/cmd/child_run.h"
 #include "tests/cmd/stat_probe.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 using TAV::Container;
 
@@ -97,6 +101,31 @@ TEST(Reply, TextsWhereContainersBelongArePassedOver) {
     EXPECT_EQ(record.attributes, (Texts{{"TYPE", "vip"}}));
     EXPECT_TRUE(record.states.empty() && record.targets.empty() && record.failures.empty());
     EXPECT_TRUE(command.m_results.empty());
+}
+
+TEST(Reply, DamagedFramesAreRefusedOrShown) {
+    Container reply("UI_STAT");
+    Container record = resource("vip", {"n1=ONLINE"});
+    record.SetProperty("ACL=owner:a:rwx,pgrp:b:r-x,other::r--");
+    record.SetProperty("IS_RUNNABLE=1");
+    reply.SetMessage("db1", record);
+    reply.SetMessage("ERROR", texts({"db2=210"}));
+    const std::vector<unsigned char> frame = TAV::MessageStream().encode(reply);
+    int refused = 0;
+    for (std::size_t bit = 0; bit < frame.size() * 8; bit += 3) {
+        auto damaged = std::make_unique<unsigned char[]>(frame.size());
+        std::copy(frame.begin(), frame.end(), damaged.get());
+        damaged[bit / 8] = static_cast<unsigned char>(damaged[bit / 8] ^ (1U << bit % 8));
+        try {
+            const std::unique_ptr<TAV::Message> message(
+                TAV::MessageStream(damaged.release(), static_cast<unsigned>(frame.size()))
+                    .readMessage());
+            if (const Container* read = TAV::asContainer(message.get())) show_as_every_form(*read);
+        } catch (const TAV::IOException&) {
+            ++refused;
+        }
+    }
+    EXPECT_GT(refused, 0);
 }
 
 TEST(Reply, OutputComesBeforeTheMessages) {

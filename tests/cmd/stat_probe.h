@@ -5,7 +5,9 @@
 #include "tav/ui/cmd/CmdParse.h"
 #include "tav/ui/cmd/CmdStat.h"
 
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// A logger whose collected text a test can read.
@@ -47,19 +49,30 @@ public:
         return scanArgs() == DONE ? m_form : 0;
     }
 
-    int take(const TAV::Container& reply) {
-        m_reply = std::make_unique<TAV::Container>(reply);
+    int take(std::unique_ptr<TAV::Container> reply) {
+        m_reply = std::move(reply);
         return procEngineData();
     }
+    int take(const TAV::Container& reply) { return take(std::make_unique<TAV::Container>(reply)); }
 
-    /// The text that a form makes of the records.
-    std::string rendered(int form, bool verbose = false) {
+    /// Renders the records as a form does, into the logger's text.
+    void render(int form, bool verbose = false) {
         m_form = form;
         m_verbose = verbose;
         Layout layout = form == FORM_TABLE         ? tableLayout()
                         : form == FORM_PERMISSIONS ? permissionLayout()
                                                    : blockLayout();
         printRecords(layout);
-        return logger.text();
     }
 };
+
+/// Shows a reply as every form does; for replies of any shape.
+inline void show_as_every_form(const TAV::Container& reply) {
+    for (const bool verbose : {false, true}) {
+        for (int form = TAV::CmdStat::FORM_BLOCKS; form <= TAV::CmdStat::FORM_PERMISSIONS; ++form) {
+            StatProbe command;
+            command.take(reply);
+            command.render(form, verbose);
+        }
+    }
+}

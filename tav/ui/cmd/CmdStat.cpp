@@ -119,10 +119,8 @@ int CmdStat::answer(int (*returnCode)(int number)) {
 void CmdStat::printRecords(Layout& layout) {
     if (m_statRecords.empty()) return;
     m_logger->append(layout.header);
-    for (auto& [name, record] : m_statRecords) {
+    for (auto& [name, record] : m_statRecords)
         layout.print(*this, layout.widths, name, record);
-        record = {};
-    }
 }
 
 void CmdStat::getExtLog(std::vector<int>& /*widths*/) {

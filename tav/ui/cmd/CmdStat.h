@@ -111,7 +111,7 @@ protected:
     static Layout blockLayout();
     Layout tableLayout();
     Layout permissionLayout();
-    /// Appends every record, and gives up what it held.
+    /// Appends every record, after the header if there is any record.
     void printRecords(Layout& layout);
 
     std::vector<std::pair<std::string, rtnData>> m_statRecords; ///< in reply order
