@@ -1,9 +1,7 @@
 #include "daemons/vornd/Server.h"
 #include "tav/comm/CommException.h"
-#include "tav/comm/Connection.h"
 #include "tav/comm/MessageStream.h"
 #include "tav/comm/TextMessage.h"
-#include "tav/comm/clscContext.h"
 #include "tests/daemons/daemons_support.h"
 
 #include <gtest/gtest.h>
@@ -99,35 +97,28 @@ protected:
     }
     /// What a well-behaved client gets.
     static std::string ask(const TAV::Message& request) {
-        std::string place = ADDRESS;
-        TAV::Socket socket(TAV::tavgetclscctx(), area(),
-                           reinterpret_cast<unsigned char*>(place.data()), CLSC_OPT_LOCAL);
-        TAV::MessageStream stream(&socket);
-        stream.writeMessage(request);
-        const std::unique_ptr<TAV::Message> reply(stream.readMessage());
-        socket.release();
-        return describe(*TAV::asContainer(reply.get()));
+        const RawClient client;
+        const Bytes frame = frameOf(request);
+        Bytes reply;
+        if (!client.send(frame, frame.size())) return "";
+        client.endSending();
+        if (!client.readToEnd(reply) || reply.empty()) return "";
+        auto bytes = std::make_unique<unsigned char[]>(reply.size());
+        std::copy(reply.begin(), reply.end(), bytes.get());
+        TAV::MessageStream stream(bytes.release(), static_cast<unsigned>(reply.size()));
+        const std::unique_ptr<TAV::Message> message(stream.readMessage());
+        return describe(*TAV::asContainer(message.get()));
     }
     static bool isServing() { return ask(TAV::Container("hello")) == "NAME=hello USER=" + self(); }
     static std::string self() { return getpwuid(geteuid())->pw_name; }
     static bool eventually(const std::function<bool()>& condition) {
         const auto limit = std::chrono::steady_clock::now() + 10s;
-        bool met = condition();
-        while (!met && std::chrono::steady_clock::now() < limit) {
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > limit) return false;
             std::this_thread::sleep_for(5ms);
-            met = condition();
         }
-        return met;
+        return true;
     }
-    static clscugblm* area() {
-        static clscugblm* const made = [] {
-            clscugblm* created = nullptr;
-            clscugblmini(TAV::tavgetclscctx(), &created, 0);
-            return created;
-        }();
-        return made;
-    }
-
     Limits limits;
     std::unique_ptr<Server> server;
 };
@@ -181,10 +172,8 @@ TEST_F(ServerTest, DropsMalformedRequestsAndServesTheNext) {
     large.SetProperty("FILL", std::string(limits.requestSize, 'x'));
     Bytes wrongTag = good;
     wrongTag[56] = 'X';
-    Bytes noise(300, 0xee);
     const std::pair<const char*, Bytes> table[] = {
         {"total length 0", withNumberAt(good, 0, 0)},
-        {"total length of the layer's header", withNumberAt(good, 0, 48)},
         {"total length too small", withNumberAt(good, 0, 140)},
         {"total length too large", withNumberAt(good, 0, 0xffffffff)},
         {"body length too large", withNumberAt(good, 136, 0xffffffff)},
@@ -193,7 +182,7 @@ TEST_F(ServerTest, DropsMalformedRequestsAndServesTheNext) {
         {"unknown tag", wrongTag},
         {"too deep", frameOf(deep)},
         {"too large", frameOf(large)},
-        {"noise", noise},
+        {"noise", Bytes(300, 0xee)},
         {"nothing", {}},
         {"an answer that throws", frameOf(TAV::Container("throw"))},
     };
@@ -266,7 +255,7 @@ TEST_F(ServerTest, StopsWhileClientsHang) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
     EXPECT_TRUE(silent.isTurnedAway());
     EXPECT_FALSE(std::filesystem::exists(testFolder() + ENDPOINT));
-    EXPECT_THROW(isServing(), TAV::IOException);
+    EXPECT_FALSE(isServing());
 }
 
 TEST_F(ServerTest, OneServesAtATimeAndASuccessorTakesOver) {
