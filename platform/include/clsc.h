@@ -77,43 +77,58 @@ using clscevthdlr = int (*)(void*, void*, unsigned, void*);
 int clscinit(void* none1, void* none2, clscctx** context, unsigned flags);
 int clscugblmini(clscctx*, clscugblm** area, unsigned flags);
 
-/// Connects within `seconds`. On any other result than CLSC_OK *con is null.
+/// Connects within `seconds`; looking up a host by name may take longer. An address that stands for
+/// several hosts shares the time out among them. `address2` is not used. A network peer has no
+/// identity to go by, so one asked for with CLSC_OPT_AUTH is refused. On any other result than
+/// CLSC_OK *con is null: CLSC_BADADDR, CLSC_REFUSED, CLSC_TIMEOUT or CLSC_FATAL.
 int clscconnect(clscugblm*, const unsigned char* address, const unsigned char* address2,
                 clsccon** con, unsigned, unsigned, unsigned, unsigned, unsigned seconds,
                 unsigned options);
-/// Waits up to `stepMs` for an asynchronous connect: 0 connected, 1 not yet, else failed.
+/// Waits up to `stepMs` for an asynchronous connect: 0 connected, 1 not yet, else failed. Until it
+/// is connected a connection neither sends nor receives (CLSC_INVALID) nor counts in clscselect.
 int clscwaitconnectcompl(clsccon*, unsigned stepMs, unsigned flags);
 
-/// Sends one message of `length` bytes, which must equal its header's size. All of it is sent
-/// within node.conf's `message_time`, else the connection is broken.
+/// Sends one message of `length` bytes, which must equal its header's size and keep to the limits
+/// above, else CLSC_FATAL and nothing is sent. All of it is sent within node.conf's `message_time`,
+/// else the connection is broken.
 int clscsend(clsccon*, const clscmsgh* message, unsigned length);
 /// Receives one message into `buffer` of `length` bytes. A message that does not fit leaves its
 /// first `length` bytes in the buffer, answers CLSC_SHORTBUF, and is delivered whole by the next
 /// call with room. What follows a shorter message in the buffer is left untouched. Once its first
-/// byte has come, a message must be complete within `message_time`. Blocks with CLSC_MODE_WAIT in
-/// `flags`; without it CLSC_TIMEOUT is answered when nothing has come.
+/// byte has come, the waits for the rest of a message may take `message_time` in all; the time
+/// between calls does not count. A signal is told (CLSC_INTERRUPTED) only before the first byte.
+/// Blocks with CLSC_MODE_WAIT in `flags`; without it CLSC_TIMEOUT is answered when nothing has
+/// come.
 int clscreceive(clsccon*, clscmsgh* buffer, unsigned length, unsigned, unsigned, unsigned flags);
-/// Waits up to `waitMs` until a connection of the area that belongs to the calling thread has
-/// input or has ended. The handler is never called; `ticks` and `flags` are not interpreted.
+/// Waits up to `waitMs` until a connection of the area that belongs to the calling thread (which
+/// connected or accepted it) has input or has ended: CLSC_OK, CLSC_TIMEOUT, CLSC_FATAL, or
+/// CLSC_INVALID when the thread has none. A kept beginning of a message is input. The handler is
+/// never called; `ticks` and `flags` are not interpreted.
 int clscselect(clscugblm*, clscevthdlr, std::uint64_t waitMs, std::uint64_t ticks, unsigned flags);
 
-/// Listens. A stale endpoint of a dead process is replaced; a live one answers CLSC_INUSE.
+/// Listens; an ipc endpoint can be connected to by every local user. A stale endpoint of a dead
+/// process is replaced, a live one answers CLSC_INUSE: whoever listens at KEY holds a lock on
+/// runtime_dir/KEY.lock. A missing runtime_dir is made. Otherwise CLSC_BADADDR, CLSC_REFUSED
+/// (clsunsinit may tell why) or CLSC_FATAL.
 int clsclisten(clscugblm*, const unsigned char* address, clsccon** handle, unsigned flags = 0);
 /// Answers one connect request; *con is null on any other result than CLSC_OK. With CLSC_MODE_AUTH
 /// `user` (of `userSize` bytes) receives the name of the peer's user as the kernel knows it (its
-/// number when it has no name). Waits with CLSC_MODE_WAIT; a quiesced listener answers
-/// CLSC_NOTHING.
+/// number when it has no name; nothing for a network peer); a peer whose name does not fit is
+/// dropped (CLSC_REFUSED). Waits with CLSC_MODE_WAIT, lack of descriptors included; a quiesced
+/// listener answers CLSC_NOTHING.
 int clscanswer(clsccon* listener, unsigned, clsccon** con, unsigned, unsigned, unsigned char* user,
                unsigned userSize, unsigned seconds, unsigned mode);
 
-/// Closes once; null and a second call do nothing. A listener's endpoint is removed.
+/// Closes once; null and a second call do nothing. A listener's endpoint is removed. What another
+/// thread is blocked in on the handle ends, and only then its descriptor closes.
 int clscdisc(clsccon*);
 /// Makes every blocked and every later operation on the connection end; the descriptor stays open
 /// until clscdisc. Never blocks.
 int clscconquiesce(clsccon*, unsigned);
 /// Frees a disconnected handle; nobody may use it afterwards. Null is allowed.
 void clscrelease(clsccon*);
-/// The connection's own (CLSC_ADDR_LOCAL) or its peer's address as a connect string.
+/// The connection's own (CLSC_ADDR_LOCAL) or its peer's address as a connect string; an unnamed
+/// ipc end has an empty key. Any other result than CLSC_OK leaves the buffer empty.
 int clscgetaddr(clsccon*, unsigned char* buffer, unsigned size, unsigned kind);
 
 /// 0 when the cluster name service can be used; otherwise the reason stands in `errorText`.
@@ -135,5 +150,6 @@ struct clsc_address {
     std::uint16_t port = 0;
 };
 /// Decodes a connect string, with or without a leading "clsc://". A pure function; false when it is
-/// malformed (unknown protocol, missing or doubled item, a key with "/" or a NUL, a bad port).
+/// malformed (unknown protocol, missing or doubled item, a key that is no plain file name, a bad
+/// port). A missing PORT is 0: a listener takes any free one, and nothing can be connected to.
 bool clsc_parse_address(std::string_view text, clsc_address& address);

@@ -15,8 +15,10 @@
 enum class node_type : int { cluster = 1, single_node = 3 };
 
 struct node_config {
-    std::string node_name; ///< host name's first label, lower case
-    int node_number = 1;   ///< 0 to max_nodes - 1
+    /// Host name's first label, lower case. Names are lower-case letters, digits, "-" and "_",
+    /// because callers shorten and lower them before they compare.
+    std::string node_name;
+    int node_number = 1; ///< 0 to max_nodes - 1
     std::string cluster_name = "vorn";
     node_type configuration = node_type::cluster;
     std::map<int, std::string> nodes; ///< configured nodes by number; this node alone

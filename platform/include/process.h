@@ -14,7 +14,8 @@ int scls_meta_init(slos* err, unsigned flags);
 inline constexpr unsigned SCLS_STDOUT_AND_STDERR = 6;
 
 /// Flushes and points the named standard streams at the null device; a descriptor is never closed,
-/// so that no later socket can take its number. Irreversible. Returns 0; otherwise `err` is filled.
+/// so that no later socket can take its number. Other bits than 0 to 2 are refused. Irreversible.
+/// Returns 0; otherwise `err` is filled.
 int scls_stdio_nullify(unsigned zero, slos* err, unsigned streams);
 
 /// Ends the process at once: standard streams are flushed, no destructor runs. Mode 1 is an
@@ -34,8 +35,9 @@ int clshinit();
 int clshterm();
 
 /// The cluster stack's own status command: runs `status_program` of node.conf with the unchanged
-/// arguments and returns its exit status (128 + n when signal n ended it). Without one it says so
-/// in one line on standard error and returns 1. Needs no other start-up.
+/// arguments and returns its exit status (128 + n when signal n ended it). Without one, or when it
+/// cannot be run or is the calling program itself, it says so in one line on standard error and
+/// returns 1. Needs no other start-up.
 int vornqstatmai(int argc, char** argv);
 
 /// From now on a write to a pipe or terminal that nobody reads fails with an error that the writer

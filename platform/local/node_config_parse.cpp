@@ -170,6 +170,13 @@ constexpr std::array KEYS{
         [](Config& c, Text value, Text dir) { return store_path(value, dir, c.status_program); }},
 };
 
+/// KEYS.size() when there is no such key.
+std::size_t index_of(std::string_view name) {
+    const auto* const key =
+        std::find_if(KEYS.begin(), KEYS.end(), [name](const Key& k) { return k.name == name; });
+    return static_cast<std::size_t>(key - KEYS.begin());
+}
+
 /// One pass over a file's text; the first fault ends it.
 class Parser {
 public:
@@ -214,24 +221,19 @@ private:
     }
 
     bool store(std::string_view name, std::string_view value) {
-        const auto* const key =
-            std::find_if(KEYS.begin(), KEYS.end(), [name](const Key& k) { return k.name == name; });
-        if (key == KEYS.end()) return fail(m_line, name, "unknown key");
-        int& line = m_lines[static_cast<std::size_t>(key - KEYS.begin())];
+        const std::size_t key = index_of(name);
+        if (key == KEYS.size()) return fail(m_line, name, "unknown key");
+        int& line = m_lines[key];
         if (line != 0)
             return fail(m_line, name, "given twice, first in line " + std::to_string(line));
         line = m_line;
         if (value.empty()) return fail(m_line, name, "no value");
-        Reason reason = key->store(m_config, value, m_folder);
+        Reason reason = KEYS[key].store(m_config, value, m_folder);
         return reason.empty() || fail(m_line, name, std::move(reason));
     }
 
     /// The line that gave `name`, 0 when none did.
-    [[nodiscard]] int line_of(std::string_view name) const {
-        const auto* const key =
-            std::find_if(KEYS.begin(), KEYS.end(), [name](const Key& k) { return k.name == name; });
-        return m_lines[static_cast<std::size_t>(key - KEYS.begin())];
-    }
+    [[nodiscard]] int line_of(std::string_view name) const { return m_lines[index_of(name)]; }
 
     bool complete_name() {
         if (!m_config.node_name.empty()) return true;

@@ -51,12 +51,14 @@ private:
 int clsp_addToPath(char* buffer, std::size_t size, const char* first, ...) {
     PathBuffer path(buffer, size);
     path.add_component(first);
-    if (first != nullptr) {
-        std::va_list components;
-        va_start(components, first);
-        while (const char* const next = va_arg(components, const char*)) path.add_component(next);
-        va_end(components);
+    std::va_list components;
+    va_start(components, first);
+    const char* next = first;
+    while (next != nullptr) {
+        next = va_arg(components, const char*);
+        if (next != nullptr) path.add_component(next);
     }
+    va_end(components);
     return path.finish();
 }
 

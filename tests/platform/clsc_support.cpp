@@ -61,6 +61,7 @@ Handle answer(const Handle& listener, int* result, unsigned mode) {
 platform::Descriptor raw_listener(const std::string& path, int backlog) {
     platform::Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const platform::SocketAddress address = platform::unix_address(path);
+    unlink(path.c_str());
     EXPECT_EQ(bind(listener.get(), address.get(), address.length), 0) << path;
     EXPECT_EQ(listen(listener.get(), backlog), 0);
     return listener;
