@@ -41,7 +41,7 @@ int EventMgr::sendEvent(const char* eventName, const char* variableName, const s
 int EventMgr::createEvent() {
     m_status = event_library::createEvent(m_eventName, &m_event);
     if (m_status == 0) return 0;
-    std::cerr << "Failed to create event '" << m_eventName << "'\n";
+    std::cerr << "Failed to create event '" + std::string(m_eventName) + "'\n";
     prtEventStatus();
     destroyEvent();
     return FAILED;
@@ -74,7 +74,7 @@ int EventMgr::failPosting(const char* failure) {
 void EventMgr::prtEventStatus() {
     char text[STATUS_TEXT_SIZE];
     event_library::statusText(m_status, text, sizeof text);
-    std::cerr << "Error: " << text << '\n';
+    std::cerr << "Error: " + std::string(text) + "\n";
 }
 
 void EventMgr::destroyEvent() {

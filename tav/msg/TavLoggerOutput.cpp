@@ -13,29 +13,40 @@ namespace TAV {
 
 namespace {
 
-void tellOnce(int reason) {
-    static constinit std::atomic<bool> told{false};
-    if (told.exchange(true)) return;
-    // The reason of a failure that others met, and did not tell, is not known any more.
-    const std::string text =
-        std::error_code(reason != 0 ? reason : EIO, std::generic_category()).message();
-    std::cerr << VORN_STAT_COMMAND << ": cannot write standard output: " << text << '\n';
-    uiDiagnostic(" cannot write standard output: ", text);
+/// Whether something was lost, which is told once.
+constinit std::atomic<bool> s_lost{false};
+
+void tellLoss(int reason) {
+    if (s_lost.exchange(true)) return;
+    // Why a write of others failed, who did not tell, is not known any more.
+    const std::string text = "cannot write standard output: " +
+                             std::generic_category().message(reason != 0 ? reason : EIO);
+    std::cerr << std::string(VORN_STAT_COMMAND) + ": " + text + "\n";
+    uiDiagnostic(" ", text);
+}
+
+bool failed() {
+    return !std::cout || std::ferror(stdout) != 0;
 }
 
 } // namespace
 
 bool printStandardOutput(std::string_view text) {
+    // What others wrote and lost is found out here; trying on tells the reason.
+    const bool lostBefore = failed();
+    std::cout.clear();
+    std::clearerr(stdout);
     errno = 0;
     std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
     if (std::cout) std::cout.flush();
-    if (std::cout && std::ferror(stdout) == 0) return true;
-    tellOnce(errno);
-    return false;
+    const int reason = errno;
+    const bool arrived = !failed();
+    if (lostBefore || !arrived) tellLoss(arrived ? 0 : reason);
+    return arrived && !lostBefore;
 }
 
 bool standardOutputArrived() {
-    return printStandardOutput({});
+    return printStandardOutput({}) && !s_lost;
 }
 
 } // namespace TAV

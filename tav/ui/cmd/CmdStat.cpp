@@ -119,8 +119,7 @@ int CmdStat::answer(int (*returnCode)(int number)) {
 void CmdStat::printRecords(Layout& layout) {
     if (m_statRecords.empty()) return;
     m_logger->append(layout.header);
-    for (auto& [name, record] : m_statRecords)
-        layout.print(*this, layout.widths, name, record);
+    for (auto& [name, record] : m_statRecords) layout.print(*this, layout.widths, name, record);
 }
 
 void CmdStat::getExtLog(std::vector<int>& /*widths*/) {

@@ -81,7 +81,7 @@ int Cmds::appendPrimaryGroup() {
 }
 
 void Cmds::appendArgList(std::string key, std::string value) {
-    m_requestEntries.push_back(std::move(key) + ENTRY_SEPARATOR + value);
+    m_requestEntries.push_back(std::move(key) + ENTRY_SEPARATOR + std::move(value));
 }
 
 int Cmds::constructPaths() {
