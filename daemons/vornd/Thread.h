@@ -3,7 +3,6 @@
 #include "platform/include/threads.h"
 
 #include <functional>
-#include <string>
 
 namespace vornd {
 

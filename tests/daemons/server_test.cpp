@@ -110,7 +110,10 @@ protected:
         return describe(*TAV::asContainer(message.get()));
     }
     static bool isServing() { return ask(TAV::Container("hello")) == "NAME=hello USER=" + self(); }
-    static std::string self() { return getpwuid(geteuid())->pw_name; }
+    static const std::string& self() {
+        static const std::string name = getpwuid(geteuid())->pw_name;
+        return name;
+    }
     static bool eventually(const std::function<bool()>& condition) {
         const auto limit = std::chrono::steady_clock::now() + 10s;
         while (!condition()) {
