@@ -1,0 +1,201 @@
+#include "tav/comm/Connection.h"
+#include "tav/comm/TextMessage.h"
+#include "tests/comm/comm_support.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <sstream>
+
+using TAV::Connection;
+using TAV::Container;
+using TAV::MessageStream;
+using TAV::Socket;
+using TAV::TextMessage;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+using Script = ScriptedServer::Script;
+
+void send(Socket& socket, const TAV::Message& message) {
+    MessageStream(&socket).writeMessage(message);
+}
+
+void sendOrder(Socket& socket, const std::vector<std::string>& properties) {
+    Container order("ORDER");
+    for (const std::string& property : properties) order.SetProperty(property);
+    send(socket, order);
+}
+
+std::unique_ptr<TAV::Message> receiveRequest(Socket& socket) {
+    return std::unique_ptr<TAV::Message>(MessageStream(&socket).readMessage());
+}
+
+struct Recorder : TAV::OrderHandler {
+    void handleOrder(const std::string& message, unsigned int waitSeconds) override {
+        orders += message + "/" + std::to_string(waitSeconds) + " ";
+    }
+    std::string orders;
+};
+
+struct Outcome {
+    int code = -1;
+    std::string reply; ///< compact; empty when there is none
+    std::string printed;
+};
+
+Outcome invoke(TAV::OrderHandler* handler = nullptr, bool quiet = false, bool toTorvd = false) {
+    std::ostringstream out;
+    Container request("REQUEST");
+    request.SetProperty("key", "value");
+    Container* reply = nullptr;
+    Outcome outcome;
+    outcome.code = Connection(quiet, out).invokecmd(request, &reply, toTorvd, handler);
+    if (reply != nullptr) std::unique_ptr<Container>(reply)->serialize(outcome.reply);
+    outcome.printed = out.str();
+    return outcome;
+}
+
+/// The outcome of a request to a daemon that reads it and goes on with the script.
+Outcome invokeWith(const Script& script, TAV::OrderHandler* handler = nullptr, bool quiet = false) {
+    ScriptedServer server([&script](Socket& socket) {
+        static_cast<void>(receiveRequest(socket));
+        script(socket);
+    });
+    return invoke(handler, quiet);
+}
+
+void twoOrders(Socket& socket) {
+    sendOrder(socket, {"WAIT=5", "MESSAGE=Starting"});
+    sendOrder(socket, {});
+    send(socket, Container("RESULT"));
+}
+
+} // namespace
+
+TEST(Connection, HandsOverTheFinalReply) {
+    for (const bool toTorvd : {false, true}) {
+        const LogSince log;
+        ScriptedServer server([](Socket& socket) { send(socket, *receiveRequest(socket)); },
+                              toTorvd ? "TORVD_UI_SOCKET.testnode" : "VORND_UI_SOCKET.testnode");
+        const Outcome outcome = invoke(nullptr, false, toTorvd);
+        EXPECT_EQ(outcome.code, 0);
+        EXPECT_EQ(outcome.reply, "c1|7!REQUESTk3|keyt5|value");
+        EXPECT_EQ(outcome.printed, "");
+        EXPECT_TRUE(log.has(" NAME: `REQUEST` length=7")) << log.text();
+        EXPECT_TRUE(log.has(" Successfully read response"));
+        EXPECT_FALSE(log.has(" Waiting"));
+    }
+}
+
+TEST(Connection, FollowsOrders) {
+    const LogSince log;
+    const Outcome outcome = invokeWith(twoOrders);
+    EXPECT_EQ(outcome.reply, "c0|6!RESULT");
+    EXPECT_EQ(outcome.printed, "Starting\n");
+    const std::string text = log.text();
+    EXPECT_NE(text.find("VORNCOMM:  Waiting for 5 seconds\n"),
+              text.rfind("VORNCOMM:  Waiting for 5 seconds\n"));
+    EXPECT_EQ(invokeWith(twoOrders, nullptr, true).printed, "");
+    Recorder recorder;
+    EXPECT_EQ(invokeWith(twoOrders, &recorder).printed, "");
+    EXPECT_EQ(recorder.orders, "Starting/5 /5 ");
+}
+
+TEST(Connection, TakesLeadingDigitsAsTheWait) {
+    Recorder recorder;
+    const Outcome outcome = invokeWith(
+        [](Socket& socket) {
+            for (const char* const wait :
+                 {"7", "", "12x", "-5", "x", "007", "4000001", "99999999999999999999999999", "0"})
+                sendOrder(socket, {std::string("WAIT=") + wait});
+            send(socket, Container());
+        },
+        &recorder);
+    EXPECT_EQ(outcome.code, 0);
+    EXPECT_EQ(recorder.orders, "/7 /7 /12 /0 /0 /7 /4000000 /4000000 /0 ");
+}
+
+TEST(Connection, WaitsAsLongAsAnnounced) {
+    const LogSince log;
+    const Outcome late = invokeWith([](Socket& socket) {
+        sendOrder(socket, {"WAIT=1"});
+        EXPECT_THROW(receiveRequest(socket), TAV::IOException); // the client closes
+    });
+    EXPECT_EQ(late.code, 600);
+    EXPECT_EQ(late.reply, "");
+    EXPECT_TRUE(log.has(" Response time exceeded (wait=1)")) << log.text();
+    const Outcome unlimited = invokeWith([](Socket& socket) {
+        sendOrder(socket, {"WAIT=1"});
+        sendOrder(socket, {"WAIT=0"});
+        std::this_thread::sleep_for(1300ms);
+        send(socket, Container("LATE"));
+    });
+    EXPECT_EQ(unlimited.reply, "c0|4!LATE");
+}
+
+TEST(Connection, ReportsServersThatGoAwayOrSendNonsense) {
+    const LogSince log;
+    EXPECT_EQ(invokeWith([](Socket&) {}).code, 300);
+    EXPECT_EQ(invokeWith([](Socket& socket) { sendOrder(socket, {}); }).code, 300);
+    EXPECT_EQ(invokeWith([](Socket& socket) { sendOrder(socket, {"WAIT=9"}); }).code, 300);
+    EXPECT_TRUE(log.has(" CLSC Connection invalid")) << log.text();
+    EXPECT_TRUE(log.has(" Error reading response ", "invalid, remote node failure"));
+    const auto afterNonsense = [](const Bytes& bytes) {
+        return invokeWith([&bytes](Socket& socket) { sendRaw(socket, bytes); }).code;
+    };
+    EXPECT_EQ(afterNonsense(frame(std::string(60, '\x7f'))), 300);
+    EXPECT_EQ(afterNonsense(frame(emptyContainer(), "Nonsense")), 300);
+    EXPECT_EQ(afterNonsense(frame(chain(1001))), 300);
+    EXPECT_EQ(afterNonsense(frame("")), 300);
+    EXPECT_EQ(afterNonsense(encode(TextMessage("ORDER"))), 500);
+    const ScriptedServer server([](Socket&) {}); // does not even read the request
+    const int code = invoke().code;
+    EXPECT_TRUE(code == 300 || code == 400) << code;
+}
+
+TEST(Connection, ReportsADaemonThatDoesNotListen) {
+    const LogSince log;
+    EXPECT_EQ(invoke().code, 200);
+    const std::string address = addressOf("VORND_UI_SOCKET.testnode");
+    EXPECT_TRUE(log.has(" Cannot connect to socket " + address + "  ",
+                        "clscconnect to " + address + " failed with ret 21"))
+        << log.text();
+}
+
+TEST(Connection, AnotherThreadMayInterruptIt) {
+    const LogSince log;
+    ScriptedServer server([](Socket& socket) {
+        static_cast<void>(receiveRequest(socket));
+        sendOrder(socket, {"WAIT=60"});
+        EXPECT_THROW(receiveRequest(socket), TAV::IOException);
+    });
+    Client client(server.address);
+    Container* reply = nullptr;
+    {
+        const std::future<void> interrupter = interruptSoon(client.socket);
+        EXPECT_EQ(Connection().request_reply_(&client.socket, Container("R"), &reply, nullptr),
+                  300);
+    }
+    Container stays;
+    reply = &stays;
+    EXPECT_EQ(Connection().request_reply_(&client.socket, Container("R"), &reply, nullptr), 400);
+    EXPECT_EQ(reply, nullptr);
+    EXPECT_TRUE(log.has(" CLSC connection invalid, possible remote node failure, send failed"));
+    EXPECT_TRUE(log.has(" Error writing request ", "VORN sending message error"));
+}
+
+TEST(Connection, ManyThreadsMayAskAtOnce) {
+    const ScriptedServer server([](Socket& socket) {
+        static_cast<void>(receiveRequest(socket));
+        twoOrders(socket);
+    });
+    std::atomic<int> answered{0};
+    std::vector<std::thread> clients;
+    for (int i = 0; i < 4; ++i)
+        clients.emplace_back([&answered] { answered += invoke().code == 0 ? 1 : 0; });
+    for (std::thread& client : clients) client.join();
+    EXPECT_EQ(answered, 4);
+}
