@@ -35,14 +35,14 @@ void BM_ProcessReply(benchmark::State& state) {
 Records makeRecords(unsigned resources) {
     StatProbe command;
     command.take(makeReply(resources));
-    for (auto& [name, record] : command.m_statRecords) {
+    for (auto& [name, record] : command.statRecords) {
         record.attributes["ACL"] = "owner:root:rwx,pgrp:staff:r-x,other::r--";
         record.attributes["CURRENT_RCOUNT"] = "1";
         record.attributes["FAILURE_THRESHOLD"] = "5";
         record.attributes["RESTART_ATTEMPTS"] = "3";
         record.failures["alpha"] = "0";
     }
-    return std::move(command.m_statRecords);
+    return std::move(command.statRecords);
 }
 
 void BM_Render(benchmark::State& state, int form, bool verbose) {
@@ -51,11 +51,11 @@ void BM_Render(benchmark::State& state, int form, bool verbose) {
     for (auto _ : state) {
         state.PauseTiming();
         auto command = std::make_unique<StatProbe>();
-        command->m_statRecords = records;
+        command->statRecords = records;
         state.ResumeTiming();
         command->render(form, verbose);
         state.PauseTiming();
-        length = command->logger.text().size();
+        length = command->logger.m_text.size();
         command.reset();
         state.ResumeTiming();
     }

@@ -57,15 +57,22 @@ int EventMgr::postEvent() {
     EvmConnectionHandle_s* made = nullptr;
     m_status = event_library::createConnection(&made);
     const std::unique_ptr<EvmConnectionHandle_s, DropConnection> connection(made);
-    if (m_status != 0) return failPosting("Error creating connection to post event");
+    if (m_status != 0) {
+        std::fprintf(stderr, "Error creating connection to post event \"%s\" return code = %d\n",
+                     m_eventName, m_status);
+        return failPosting();
+    }
     m_status = event_library::postEvent(connection.get(), m_event);
-    if (m_status != 0) return failPosting("Error posting event");
+    if (m_status != 0) {
+        std::fprintf(stderr, "Error posting event \"%s\" return code = %d\n", m_eventName,
+                     m_status);
+        return failPosting();
+    }
     destroyEvent();
     return 0;
 }
 
-int EventMgr::failPosting(const char* failure) {
-    std::fprintf(stderr, "%s \"%s\" return code = %d\n", failure, m_eventName, m_status);
+int EventMgr::failPosting() {
     prtEventStatus();
     destroyEvent();
     return FAILED;

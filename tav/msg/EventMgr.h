@@ -34,7 +34,7 @@ public:
 
 private:
     void destroyEvent();
-    int failPosting(const char* failure);
+    int failPosting();
 
     EvmEventHandle_s* m_event = nullptr;
     int m_status = 0; ///< last result of the event library

@@ -5,177 +5,117 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 using namespace TAV;
 
 namespace {
 
-/// A command line offered to one object from `index` on.
-struct Line {
-    explicit Line(std::vector<std::string> given) : words(std::move(given)) {
-        for (std::string& word : words) argv.push_back(word.data());
-    }
-    int offer(tavArg& arg) {
-        return arg.proc(index, static_cast<int>(words.size()) - 1, argv.data());
-    }
+using Words = std::vector<std::string>;
 
-    std::vector<std::string> words;
+/// Offers the first word of a command line to an object: "result/index", the index being that of
+/// the last word taken.
+std::string offer(tavArg& arg, Words words) {
     std::vector<char*> argv;
+    for (std::string& word : words) argv.push_back(word.data());
     int index = 0;
-};
-
-std::vector<std::string> entries(tavArg& arg) {
-    std::list<std::string> request;
-    arg.setArgList(request);
-    return {request.begin(), request.end()};
+    const int result = arg.proc(index, static_cast<int>(words.size()) - 1, argv.data());
+    return std::to_string(result) + "/" + std::to_string(index);
 }
 
-using Entries = std::vector<std::string>;
+/// The object's status and request entries: "status;entry;entry;".
+std::string held(tavArg& arg) {
+    std::list<std::string> request;
+    arg.setArgList(request);
+    std::string all = std::to_string(arg.showStatus()) + ";";
+    for (const std::string& entry : request) all += entry + ";";
+    return all;
+}
 
 } // namespace
 
 TEST(Args, FlagMatchesWholeWordAndMayBeRepeated) {
     tavTag flag(1, ARG_OPTIONAL, "-t", "TAB");
-    EXPECT_TRUE(flag.find("-t"));
-    EXPECT_FALSE(flag.find("-tt"));
-    EXPECT_EQ(entries(flag), Entries{"TAB_TAG=0"});
-    EXPECT_EQ(flag.showArgValue(), "0");
-    Line line({"-t"});
-    EXPECT_EQ(line.offer(flag), 0);
-    EXPECT_EQ(line.offer(flag), 0);
-    EXPECT_EQ(flag.showStatus(), ARG_FOUND);
-    EXPECT_EQ(flag.showArgValue(), "1");
-    EXPECT_EQ(entries(flag), Entries{"TAB_TAG=1"});
-    EXPECT_EQ(tavTag(1, "-t", "TAB").showStatus(), ARG_REQUIRED);
+    EXPECT_TRUE(flag.find("-t") && !flag.find("-tt") && !flag.find("-"));
+    EXPECT_EQ(held(flag) + flag.showArgValue(), "1;TAB_TAG=0;0");
+    EXPECT_EQ(offer(flag, {"-t", "x"}), "0/0");
+    EXPECT_EQ(offer(flag, {"-t"}), "0/0");
+    EXPECT_EQ(held(flag) + flag.showArgValue(), "4;TAB_TAG=1;1");
 }
 
 TEST(Args, ValueTakesOneTrimmedToken) {
     tavValue value(4, "RESOURCE");
-    EXPECT_TRUE(value.find("db1"));
-    EXPECT_TRUE(value.find(""));
-    EXPECT_FALSE(value.find("-"));
-    EXPECT_EQ(Line({"   "}).offer(value), 3);
-    EXPECT_EQ(value.showStatus(), ARG_REQUIRED);
-    EXPECT_EQ(entries(value), Entries{});
-    EXPECT_EQ(Line({" \tdb 1\t  "}).offer(value), 0);
-    EXPECT_EQ(entries(value), Entries{"RESOURCE=\tdb 1\t"});
-    EXPECT_EQ(Line({"db2"}).offer(value), 3);
-    EXPECT_EQ(value.showArgValue(), "\tdb 1\t");
-
+    EXPECT_TRUE(value.find("db1") && value.find("") && !value.find("-"));
+    EXPECT_EQ(offer(value, {"   "}) + held(value), "3/00;");
+    EXPECT_EQ(offer(value, {" \tdb 1\t  "}) + held(value), "0/04;RESOURCE=\tdb 1\t;");
+    EXPECT_EQ(offer(value, {"db2"}) + held(value), "3/04;RESOURCE=\tdb 1\t;");
     tavValue optional(4, ARG_OPTIONAL, "RESOURCE");
-    EXPECT_EQ(Line({"  "}).offer(optional), 0);
-    EXPECT_EQ(entries(optional), Entries{"RESOURCE="});
+    EXPECT_EQ(offer(optional, {"  "}) + held(optional), "0/04;RESOURCE=;");
 }
 
 TEST(Args, OptionWithValue) {
-    struct Case {
-        std::vector<std::string> words;
-        int result, index;
-        arg_Status status;
-        Entries entries;
+    const auto parsed = [](arg_Status value, const Words& words) {
+        tavTagValue option(1, ARG_OPTIONAL, value, "-c", "HOST");
+        const std::string first = offer(option, words) + " " + held(option);
+        // Whatever came of it, the option may appear once.
+        EXPECT_EQ(offer(option, {"-c", "n8"}), "3/0");
+        return first;
     };
-    const Case required[] = {
-        {{"-c", " n7 "}, 0, 1, ARG_OPTIONAL, {"HOST_TAG=1", "HOST=n7"}},
-        {{"-c"}, 3, 0, ARG_REQUIRED, {"HOST_TAG=1"}},
-        {{"-c", "-v"}, 3, 1, ARG_REQUIRED, {"HOST_TAG=1"}},
-        {{"-c", "  "}, 3, 1, ARG_REQUIRED, {"HOST_TAG=1"}},
-    };
-    for (const Case& c : required) {
-        tavTagValue option(1, ARG_OPTIONAL, ARG_REQUIRED, "-c", "HOST");
-        Line line(c.words);
-        EXPECT_EQ(line.offer(option), c.result);
-        EXPECT_EQ(line.index, c.index);
-        EXPECT_EQ(option.showStatus(), c.result == 0 ? ARG_FOUND : c.status);
-        EXPECT_EQ(entries(option), c.entries);
-        // The option may appear once, whatever came of it.
-        EXPECT_EQ(Line({"-c", "n8"}).offer(option), 3);
-    }
-    const Case optional[] = {
-        {{"-c"}, 0, 0, ARG_FOUND, {"HOST_TAG=1"}},
-        {{"-c", "-v"}, 0, 0, ARG_FOUND, {"HOST_TAG=1"}},
-        {{"-c", " "}, 0, 1, ARG_FOUND, {"HOST_TAG=1", "HOST="}},
-    };
-    for (const Case& c : optional) {
-        tavTagValue option(1, ARG_OPTIONAL, "-c", "HOST");
-        Line line(c.words);
-        EXPECT_EQ(line.offer(option), c.result);
-        EXPECT_EQ(line.index, c.index);
-        EXPECT_EQ(option.showStatus(), c.status);
-        EXPECT_EQ(entries(option), c.entries);
-    }
+    EXPECT_EQ(parsed(ARG_REQUIRED, {"-c", " n7 "}), "0/1 4;HOST_TAG=1;HOST=n7;");
+    EXPECT_EQ(parsed(ARG_REQUIRED, {"-c"}), "3/0 0;HOST_TAG=1;");
+    EXPECT_EQ(parsed(ARG_REQUIRED, {"-c", "-v"}), "3/1 0;HOST_TAG=1;");
+    EXPECT_EQ(parsed(ARG_REQUIRED, {"-c", "  "}), "3/1 0;HOST_TAG=1;");
+    EXPECT_EQ(parsed(ARG_OPTIONAL, {"-c"}), "0/0 4;HOST_TAG=1;");
+    EXPECT_EQ(parsed(ARG_OPTIONAL, {"-c", "-v"}), "0/0 4;HOST_TAG=1;");
+    EXPECT_EQ(parsed(ARG_OPTIONAL, {"-c", " "}), "0/1 4;HOST_TAG=1;HOST=;");
 }
 
 TEST(Args, OptionWithListTakesWhatIsNoOption) {
     tavTagList list(3, ARG_REQUIRED, ARG_OPTIONAL, "-p", "PRINT");
-    Line line({"-p", "a", " ", "-t", "b", "-p", "c"});
-    EXPECT_EQ(line.offer(list), 0);
-    EXPECT_EQ(line.index, 2);
-    line.index = 5;
-    EXPECT_EQ(line.offer(list), 0);
-    EXPECT_EQ(entries(list), (Entries{"PRINT_TAG=1", "PRINT=a\x01\x01"
-                                                     "c"}));
-
-    tavTagList none(3, ARG_REQUIRED, ARG_OPTIONAL, "-p", "PRINT");
-    EXPECT_EQ(Line({"-p", "-q"}).offer(none), 0);
-    EXPECT_EQ(none.showStatus(), ARG_FOUND);
-    EXPECT_EQ(entries(none), Entries{"PRINT_TAG=1"});
-
+    EXPECT_EQ(offer(list, {"-p", "-q"}) + held(list), "0/04;PRINT_TAG=1;");
+    EXPECT_EQ(offer(list, {"-p", "a", " ", "-t", "b"}), "0/2");
+    EXPECT_EQ(offer(list, {"-p", "c"}) + held(list), "0/14;PRINT_TAG=1;PRINT=a\x01\x01"
+                                                     "c;");
     tavTagList required(3, ARG_REQUIRED, "-p", "PRINT");
-    EXPECT_EQ(Line({"-p", "-q"}).offer(required), 3);
-    EXPECT_EQ(required.showStatus(), ARG_REQUIRED);
-    EXPECT_EQ(Line({"-p", "  "}).offer(required), 3);
-    EXPECT_EQ(Line({"-p", "a", ""}).offer(required), 0);
-    EXPECT_EQ(entries(required), (Entries{"PRINT_TAG=1", "PRINT=a\x01"}));
+    EXPECT_EQ(offer(required, {"-p", "-q"}) + held(required), "3/10;PRINT_TAG=1;");
+    EXPECT_EQ(offer(required, {"-p", "  "}), "3/1");
+    EXPECT_EQ(offer(required, {"-p", "a", ""}) + held(required), "0/24;PRINT_TAG=1;PRINT=a\x01;");
 }
 
-TEST(Args, ListOperations) {
+TEST(Args, ListCopiesAndForgetsItsValues) {
     tavList list(1, ARG_OPTIONAL, "RESOURCE");
-    EXPECT_EQ(entries(list), Entries{});
-    EXPECT_EQ(Line({" db1"}).offer(list), 0);
+    EXPECT_EQ(held(list), "1;");
+    offer(list, {" db1"});
     list.enterArgValue("db2");
     std::list<std::string> copy{"x", "y", "z"};
     list.copyList(copy);
     EXPECT_EQ(copy, (std::list<std::string>{"db1", "db2"}));
-    EXPECT_EQ(entries(list), Entries{"RESOURCE=db1\x01"
-                                     "db2"});
-    EXPECT_EQ(list.showArgValue(), "RESOURCE");
     list.resetArgValue();
-    EXPECT_EQ(list.showStatus(), ARG_FOUND);
-    EXPECT_EQ(entries(list), Entries{"RESOURCE="});
+    EXPECT_EQ(held(list), "4;RESOURCE=;");
 }
 
 TEST(Args, ListFromStandardInput) {
     const auto read_from = [](const std::string& input) {
+        const TestFolder folder;
+        std::ofstream(folder.path / "in") << input;
         return run_in_child([&] {
-                   std::FILE* file = std::tmpfile();
-                   std::fwrite(input.data(), 1, input.size(), file);
-                   std::rewind(file);
-                   dup2(fileno(file), STDIN_FILENO);
+                   if (!std::freopen((folder.path / "in").c_str(), "r", stdin)) return 1;
                    tavTagList list(1, ARG_REQUIRED, "-xi", "INPUT");
-                   Line line({"-xi", "db1"});
-                   const bool sound =
-                       line.offer(list) == 0 && line.index == 0 && list.showStatus() == ARG_FOUND;
-                   std::cout << (sound ? entries(list).back() : "unsound");
+                   std::cout << offer(list, {"-xi", "db1"}) << held(list);
                    return 0;
                })
             .out;
     };
     EXPECT_EQ(read_from("\x01 a \x01\x01"
                         "b b\x01 \x01"),
-              "INPUT=a\x01"
-              "b b\x01");
-    EXPECT_EQ(read_from(""), "INPUT=");
-    EXPECT_EQ(read_from(std::string(5000, 'x')), "INPUT=" + std::string(1023, 'x'));
+              "0/04;INPUT_TAG=1;INPUT=a\x01"
+              "b b\x01;");
+    EXPECT_EQ(read_from(""), "0/04;INPUT_TAG=1;INPUT=;");
+    EXPECT_EQ(read_from(std::string(5000, 'x')),
+              "0/04;INPUT_TAG=1;INPUT=" + std::string(1023, 'x') + ";");
 }
 
 TEST(Args, TrashCatchesEverythingAndMakesTheFormInvalid) {
     tavTrash trash(7, "TRASH");
     EXPECT_TRUE(trash.find(""));
-    EXPECT_EQ(trash.showStatus(), ARG_OPTIONAL);
-    EXPECT_EQ(entries(trash), Entries{});
-    EXPECT_EQ(Line({"-x"}).offer(trash), 0);
-    EXPECT_EQ(Line({"-y"}).offer(trash), 0);
-    EXPECT_EQ(trash.showStatus(), ARG_INVALID);
-    EXPECT_EQ(entries(trash), Entries{"TRASH-y"});
+    EXPECT_EQ(held(trash), "1;");
+    EXPECT_EQ(offer(trash, {"-x"}) + offer(trash, {"-y"}) + held(trash), "0/00/03;TRASH-y;");
 }

@@ -11,10 +11,9 @@
 #include <vector>
 
 /// A logger whose collected text a test can read.
-class OpenLogger : public TAV::TavLogger {
-public:
+struct OpenLogger : TAV::TavLogger {
     OpenLogger() : TavLogger(TAV::ROUTE_STDERR, TAV::Cmds::EVENT_NAME) {}
-    [[nodiscard]] const std::string& text() const { return m_text; }
+    using TavLogger::m_text;
 };
 
 /// Holds the logger, which must be there before the command.
@@ -23,29 +22,23 @@ struct LoggerHolder {
 };
 
 /// A status command whose state a test can set and read.
-class StatProbe : public LoggerHolder, public TAV::CmdStat {
-public:
-    using CmdStat::m_clusterMember;
+struct StatProbe : LoggerHolder, TAV::CmdStat {
+    using CmdStat::clusterMember;
     using CmdStat::m_form;
-    using CmdStat::m_locale;
-    using CmdStat::m_longLayout;
     using CmdStat::m_optionTable;
     using CmdStat::m_quiet;
     using CmdStat::m_requestEntries;
-    using CmdStat::m_results;
-    using CmdStat::m_statRecords;
-    using CmdStat::m_verbose;
+    using CmdStat::results;
+    using CmdStat::statRecords;
 
     StatProbe() : CmdStat(&logger) {}
 
     /// Parses a command line; the chosen form, 0 when the usage would be shown.
     int parse(std::vector<std::string> words) {
-        std::vector<char*> argv;
         words.insert(words.begin(), "vorn_stat");
+        std::vector<char*> argv;
         for (std::string& word : words) argv.push_back(word.data());
-        argv.push_back(nullptr);
-        TAV::CmdParse parser(static_cast<int>(words.size()), argv.data(), &logger);
-        parser.initArgs(m_optionTable);
+        TAV::CmdParse(static_cast<int>(argv.size()), argv.data(), &logger).initArgs(m_optionTable);
         return scanArgs() == DONE ? m_form : 0;
     }
 
@@ -56,9 +49,9 @@ public:
     int take(const TAV::Container& reply) { return take(std::make_unique<TAV::Container>(reply)); }
 
     /// Renders the records as a form does, into the logger's text.
-    void render(int form, bool verbose = false) {
+    void render(int form, bool verbosely = false) {
         m_form = form;
-        m_verbose = verbose;
+        verbose = verbosely;
         Layout layout = form == FORM_TABLE         ? tableLayout()
                         : form == FORM_PERMISSIONS ? permissionLayout()
                                                    : blockLayout();
@@ -68,11 +61,11 @@ public:
 
 /// Shows a reply as every form does; for replies of any shape.
 inline void show_as_every_form(const TAV::Container& reply) {
-    for (const bool verbose : {false, true}) {
-        for (int form = TAV::CmdStat::FORM_BLOCKS; form <= TAV::CmdStat::FORM_PERMISSIONS; ++form) {
+    for (int form = TAV::CmdStat::FORM_BLOCKS; form <= TAV::CmdStat::FORM_PERMISSIONS; ++form) {
+        for (const bool verbosely : {false, true}) {
             StatProbe command;
             command.take(reply);
-            command.render(form, verbose);
+            command.render(form, verbosely);
         }
     }
 }

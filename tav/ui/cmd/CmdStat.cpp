@@ -39,7 +39,7 @@ int CmdStat::procArgs(CmdParse& parser) {
     parser.initArgs(m_optionTable);
     if (const int outcome = scanArgs(); outcome != DONE) return outcome;
     setQuietMode();
-    m_longLayout = true;
+    longLayout = true;
     for (tavArg* arg : m_optionTable)
         if (arg->showStatus() == ARG_FOUND) noteOption(*arg);
     switch (m_form) {
@@ -63,14 +63,14 @@ int CmdStat::procArgs(CmdParse& parser) {
 
 void CmdStat::noteOption(tavArg& arg) {
     const std::string& key = arg.showArgKey();
-    if (key == tav_TAB) m_longLayout = false;
-    if (key == tav_VERB) m_verbose = true;
-    if (key == tav_FULL) m_verbose = m_longLayout = true;
-    if (key == tav_HOST) m_clusterMember = arg.showArgValue();
+    if (key == tav_TAB) longLayout = false;
+    if (key == tav_VERB) verbose = true;
+    if (key == tav_FULL) verbose = longLayout = true;
+    if (key == tav_HOST) clusterMember = arg.showArgValue();
 }
 
 int CmdStat::getResStat() {
-    return list(m_longLayout ? blockLayout() : tableLayout());
+    return list(longLayout ? blockLayout() : tableLayout());
 }
 
 int CmdStat::getProfStat() {
@@ -111,20 +111,20 @@ int CmdStat::answer(int (*returnCode)(int number)) {
     const int outcome = request();
     m_logger->set();
     // A reply without any number gives no answer either, and no answer is no "yes".
-    const bool answered = outcome == DONE && !m_results.empty();
-    m_logger->setRtnCode(answered ? returnCode(m_results.front().second) : NO_ANSWER);
+    const bool answered = outcome == DONE && !results.empty();
+    m_logger->setRtnCode(answered ? returnCode(results.front().second) : NO_ANSWER);
     return outcome;
 }
 
 void CmdStat::printRecords(Layout& layout) {
-    if (m_statRecords.empty()) return;
+    if (statRecords.empty()) return;
     m_logger->append(layout.header);
-    for (auto& [name, record] : m_statRecords) layout.print(*this, layout.widths, name, record);
+    for (auto& [name, record] : statRecords) layout.print(*this, layout.widths, name, record);
 }
 
 void CmdStat::getExtLog(std::vector<int>& /*widths*/) {
     if (*m_logger->getRtnCode() != MESSAGE_REQUEST_FAILED) display();
-    for (const auto& [key, number] : m_results) {
+    for (const auto& [key, number] : results) {
         if (key == KEY_RESULT)
             m_logger->log(number);
         else

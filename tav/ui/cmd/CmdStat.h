@@ -60,8 +60,8 @@ public:
     /// One line for each entry of a map of nodes.
     void displayMultipleValue(std::map<std::string, std::string>& values, const std::string& label);
 
-    /// Fits a text to a column of exactly `width` bytes (none when it is not positive). A text that
-    /// leaves no blank loses its middle: its first four characters, "...", and what follows fit.
+    /// Fits a text to a column of exactly `width` bytes (none when it is not positive). Of a text
+    /// that would leave no blank the first four bytes, "..." and as much of its end as fits stay.
     void formatDefaultString(int width, std::string& text);
     /// The rows of one resource in the table of states, one for each node.
     void formatDefaultDisplay(std::vector<int>& widths, std::string& name, rtnData& record);
@@ -95,9 +95,9 @@ public:
         FORM_PERMISSIONS = 7,
     };
 
-    /// Message numbers of a reply that mean something to the command itself.
-    /// Name of the reply item that sums the request up; a result under it concerns no word.
+    /// The reply item that sums the request up; a result under this key concerns no word.
     static constexpr char KEY_RESULT[] = "RESULT";
+    /// Message numbers of a reply that mean something to the command itself.
     static constexpr int MESSAGE_REPLY_FAILED = 202;
     static constexpr int MESSAGE_ABOUT_MEMBER = 230;
 
@@ -114,18 +114,18 @@ protected:
     /// Appends every record, after the header if there is any record.
     void printRecords(Layout& layout);
 
-    std::vector<std::pair<std::string, rtnData>> m_statRecords; ///< in reply order
-    bool m_longLayout = false; ///< blocks of lines rather than rows of a table
-    bool m_verbose = false;
-    std::string m_clusterMember; ///< the value of "-c"
+    std::vector<std::pair<std::string, rtnData>> statRecords; ///< in reply order
+    bool longLayout = false; ///< blocks of lines rather than rows of a table
+    bool verbose = false;
+    std::string clusterMember; ///< the value of "-c"
 
 private:
     void noteOption(tavArg& arg);
     int request();
     int list(Layout layout);
     int answer(int (*returnCode)(int number));
-    int procResult(const Message& number);
-    bool isTaken(const Message* container, const std::string& name);
+    int procResult(const Message& message);
+    bool expectContainer(const Message* message, const std::string& name);
 
     void printAttributes(rtnData& record);
     std::string title(int message, int width);

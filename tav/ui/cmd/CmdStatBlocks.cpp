@@ -27,11 +27,11 @@ CmdStat::Layout CmdStat::blockLayout() {
 
 void CmdStat::formatLongDisplay(std::string& name, rtnData& record) {
     const bool profile = m_form == FORM_PROFILE;
-    appendLine(*m_logger, RES_NAME, "=", name);
-    appendLine(*m_logger, RES_TYPE, "=", valueOf(record.attributes, RES_TYPE));
-    if (m_verbose || profile) printAttributes(record);
+    appendLine(*m_logger, "NAME=", name);
+    appendLine(*m_logger, "TYPE=", valueOf(record.attributes, RES_TYPE));
+    if (verbose || profile) printAttributes(record);
     if (!profile) {
-        if (m_verbose) {
+        if (verbose) {
             appendLine(*m_logger, RES_FAILURE_THRESHOLD, "=",
                        valueOf(record.attributes, RES_FAILURE_THRESHOLD));
             displayMultipleValue(record.failures, ATTRIBUTE_FAILURE_COUNT);

@@ -17,18 +17,19 @@ constexpr char KEY_CURRENT_FAILURE[] = "CURRENT_FAILURE";
 } // namespace
 
 int CmdStat::procEngineData() {
+    if (!m_reply) return DONE;
     int outcome = DONE;
     std::vector<Container::Child> children = m_reply->releaseAll();
-    m_statRecords.reserve(children.size());
+    statRecords.reserve(children.size());
     for (auto& [name, message] : children) {
         if (name == KEY_RESULT) {
             if (procResult(*message) == MESSAGE_REPLY_FAILED) outcome = FAILED;
-        } else if (isTaken(message.get(), name)) {
+        } else if (expectContainer(message.get(), name)) {
             if (name == KEY_ERROR)
                 outcome = procContainerData(message.get());
             else
                 outcome = procContainerData(
-                    message.get(), m_statRecords.emplace_back(std::move(name), rtnData{}).second);
+                    message.get(), statRecords.emplace_back(std::move(name), rtnData{}).second);
         }
         message.reset();
     }
@@ -42,12 +43,12 @@ int CmdStat::procEngineData() {
 int CmdStat::procResult(const Message& message) {
     const std::string text = message;
     const int number = parse_int32(text.data(), text.size());
-    m_results.emplace_back(number == MESSAGE_ABOUT_MEMBER ? m_clusterMember : KEY_RESULT, number);
+    results.emplace_back(number == MESSAGE_ABOUT_MEMBER ? clusterMember : KEY_RESULT, number);
     return number;
 }
 
-bool CmdStat::isTaken(const Message* container, const std::string& name) {
-    if (asContainer(container) != nullptr) return true;
+bool CmdStat::expectContainer(const Message* message, const std::string& name) {
+    if (asContainer(message) != nullptr) return true;
     if (m_passedOver++ == 0) m_firstPassedOver = name;
     return false;
 }
@@ -63,7 +64,7 @@ int CmdStat::procContainerData(const Message* resource, rtnData& record) {
         if (name == KEY_CURRENT_FAILURE) map = &record.failures;
         if (map == nullptr)
             record.attributes.insert_or_assign(record.attributes.end(), name, *message);
-        else if (isTaken(message.get(), name))
+        else if (expectContainer(message.get(), name))
             result = procContainerData(message.get(), *map);
     }
     return result;

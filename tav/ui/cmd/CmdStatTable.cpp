@@ -50,11 +50,11 @@ CmdStat::Layout CmdStat::tableLayout() {
     Layout layout{[](CmdStat& command, std::vector<int>& widths, std::string& name,
                      rtnData& record) { command.formatDefaultDisplay(widths, name, record); }};
     for (std::size_t column = NAME; column < COLUMNS; ++column) {
-        const bool shown = m_verbose || !isCounter(column);
+        const bool shown = verbose || !isCounter(column);
         layout.widths.push_back(shown ? WIDTHS[column] : 0);
         if (shown) layout.header += title(FIRST_TITLE + static_cast<int>(column), WIDTHS[column]);
     }
-    layout.header += '\n' + std::string(m_verbose ? RULE_VERBOSE : RULE, '-') + '\n';
+    layout.header += '\n' + std::string(verbose ? RULE_VERBOSE : RULE, '-') + '\n';
     return layout;
 }
 
@@ -85,11 +85,11 @@ void CmdStat::formatDefaultDisplay(std::vector<int>& widths, std::string& name, 
     };
     std::string same = fitted(NAME, name);
     same += fitted(TYPE, std::string(valueOf(record.attributes, RES_TYPE)));
-    if (m_verbose) same += fitted(RESTARTS, runnable ? restarts(record.attributes) : NO_RESTARTS);
+    if (verbose) same += fitted(RESTARTS, runnable ? restarts(record.attributes) : NO_RESTARTS);
     const std::string_view threshold = valueOf(record.attributes, RES_FAILURE_THRESHOLD);
     for (const auto& [node, state] : record.states) {
         m_logger->append(same);
-        if (m_verbose)
+        if (verbose)
             m_logger->append(fitted(FAILURES, ratio(ofNode(record.failures, node), threshold)));
         appendLine(*m_logger, fitted(TARGET, std::string(ofNode(record.targets, node))),
                    fitted(STATE, state), fitted(NODE, node));

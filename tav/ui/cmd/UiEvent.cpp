@@ -39,10 +39,10 @@ int UiEvent::sendArgs(const std::string& requestName) {
 int UiEvent::procContainerData(const Message* m) {
     const Container* numbers = asContainer(m);
     if (numbers == nullptr) return DONE;
-    m_results.reserve(m_results.size() + numbers->children().size());
+    results.reserve(results.size() + numbers->children().size());
     for (const auto& [key, message] : numbers->children()) {
         const std::string text = *message;
-        m_results.emplace_back(key, parse_int32(text.data(), text.size()));
+        results.emplace_back(key, parse_int32(text.data(), text.size()));
     }
     return DONE;
 }

@@ -32,8 +32,8 @@ public:
     static constexpr int MESSAGE_CONNECTION_REFUSED = 249;
 
 protected:
-    std::unique_ptr<Container> m_reply;                 ///< null before a successful exchange
-    std::vector<std::pair<std::string, int>> m_results; ///< in arrival order
+    std::unique_ptr<Container> m_reply;               ///< null before a successful exchange
+    std::vector<std::pair<std::string, int>> results; ///< in arrival order
 };
 
 } // namespace TAV
