@@ -37,6 +37,7 @@ void serveUntilTold(vornd::Daemon& daemon, const sigset_t& signals) {
 
 int run() {
     const sigset_t signals = blockSignals();
+    scls_reserve_standard_streams();
     scls_ignore_broken_pipes();
     vornd::Daemon daemon;
     daemon.start();

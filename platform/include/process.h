@@ -40,6 +40,11 @@ int clshterm();
 /// returns 1. Needs no other start-up.
 int vornqstatmai(int argc, char** argv);
 
+/// Occupies those of the descriptors 0, 1 and 2 that are closed, so that no file or socket opened
+/// later takes the number of a standard stream. Reading or writing such a stream still fails.
+/// scls_meta_init does it; a program that opens anything before calls it first.
+void scls_reserve_standard_streams();
+
 /// From now on a write to a pipe or terminal that nobody reads fails with an error that the writer
 /// sees, instead of ending the process.
 void scls_ignore_broken_pipes();

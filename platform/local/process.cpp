@@ -45,6 +45,7 @@ bool nullify(platform::Descriptor& null, int stream) {
 
 int scls_meta_init(slos* err, unsigned /*flags*/) {
     slos_clear(err);
+    scls_reserve_standard_streams();
     node_config_error error;
     if (node_config_get(&error) == nullptr) {
         fill_configuration_record(err, error);
@@ -91,6 +92,16 @@ int clshinit() {
 
 int clshterm() {
     return clsdfflush_to(CLSD_FLUSH_ALL, FLUSH_TIME_MS);
+}
+
+void scls_reserve_standard_streams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) != -1 || errno != EBADF) continue;
+        // Opened for the wrong direction: using the stream goes on failing as on a closed one. The
+        // number is the lowest free one, as those below have been seen to.
+        const int mode = stream == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+        static_cast<void>(open("/dev/null", mode));
+    }
 }
 
 void scls_ignore_broken_pipes() {
