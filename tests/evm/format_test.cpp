@@ -1,0 +1,351 @@
+#include "evm/libevm/messages.h"
+#include "evm/libevm/text_buffer.h"
+#include "tests/evm/evm_support.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace {
+
+constexpr std::size_t AREA = 512;
+
+std::string oneLine(EvmEvent_t event, std::uint32_t options = 0) {
+    char text[AREA];
+    EXPECT_EQ(EvmEventFormatOpt(text, sizeof text, event, options), EvmERROR_NONE);
+    return text;
+}
+
+std::string byTemplate(EvmEvent_t event, const char* form) {
+    char text[AREA];
+    EXPECT_EQ(EvmEventFormatFromTemplate(text, sizeof text, form, event), EvmERROR_NONE);
+    return text;
+}
+
+std::string variable(EvmEvent_t event, const char* name, EvmBoolean_t translate = EvmTRUE) {
+    char text[AREA];
+    EvmVarFormat(event, name, text, sizeof text, translate);
+    return text;
+}
+
+std::string wrapped(std::string_view text, std::size_t width, std::size_t indent) {
+    char out[AREA];
+    evm::TextBuffer buffer(out, sizeof out);
+    evm::_evmWrap(text, buffer, width, indent);
+    return out;
+}
+
+/// An event with the variable x = "val", the priority 5 and the template given.
+EvmEvent_t eventWithFormat(const char* format) {
+    EvmEvent_t event = nullptr;
+    EvmEventCreateVa(&event, EvmITEM_NAME, "a.b", EvmITEM_PRIORITY, 5, EvmITEM_FORMAT, format,
+                     EvmITEM_VAR_STRING, "x", "val", EvmITEM_NONE);
+    return event;
+}
+
+TEST(Template, OfTheEventItself) {
+    struct {
+        const char* format;
+        const char* text;
+    } const cases[] = {
+        {"@priority", "5"},
+        {"@PRIORITY.", "5."},
+        {"@event_id", "@event_id"},
+        {"@kernel_only@cluster_event", "FalseFalse"},
+        {"@unused_1 @var @nothing", "@unused_1 @var @nothing"},
+        {"$x ${x}y $absent", "val valy $absent"},
+        {"${x y @{name", "val y a.b"},
+        {"$ $} @ @@name ${}", "$ $} @ @a.b $"},
+        {"\\$x \\\\ \\a end\\", "$x \\ a end"},
+        {"a\tb\x01\x7f", "a b##"},
+        {"\xC3\xA4\xFF", "\xC3\xA4#"},
+        {"%s %n $x%5", "%s %n val%5"},
+        {"", ""},
+    };
+    for (const auto& c : cases) {
+        const Event event(eventWithFormat(c.format));
+        EXPECT_EQ(oneLine(event), c.text) << c.format;
+    }
+}
+
+TEST(Template, OfTheCaller) {
+    const Event event(eventWithFormat("own $x \\@@"));
+    struct {
+        const char* form;
+        const char* text;
+    } const cases[] = {
+        {"@priority @event_id", "5 -"},
+        {"@event_id%4| @priority%3|", "-   | 5  |"},
+        {"${x}%5| ${x%5}| $x%5| $x%2|", "val  | val  | val  | val|"},
+        {"${x%5 }|", "val   }|"},
+        {"${x%5}%7|", "val  %7|"},
+        {"$x%|%d $x% ", "val%|%d val% "},
+        {"${x%}", "val%}"},
+        {"$%5 @{}%5", "$%5 @%5"},
+        {"$nope%7| @nope%7| @nope%1|", "$nope  | @nope  | @nope|"},
+        {"$x%000512|", "val  |"}, // only the first four digits count
+        {"[@@] [@@@priority]", "[own val @@] [own val @@5]"},
+        {"\\t\\n\\x\\\\\\", "\t\nx\\\\"},
+        {"a\tb\nc", "a b c"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(byTemplate(event, c.form), c.text) << c.form;
+}
+
+TEST(Template, KnowsRepetitionAndItsOption) {
+    const Event event(eventWithFormat("text"));
+    struct {
+        int count;
+        const char* prefix;
+    } const cases[] = {{0, ""}, {1, ""}, {2, "[2 times] "}, {1000, "[1000 times] "}};
+    for (const auto& c : cases) {
+        EvmItemSetVa(event, EvmITEM_REPEAT_COUNT, c.count, EvmITEM_NONE);
+        EXPECT_EQ(oneLine(event), std::string(c.prefix) + "text");
+        EXPECT_EQ(oneLine(event, EvmFORMAT_NO_REPEAT_COUNT), "text");
+        EXPECT_EQ(byTemplate(event, "<@@>"), "<" + std::string(c.prefix) + "text>");
+    }
+}
+
+TEST(DefaultLine, ListsNameAndVariables) {
+    Event event;
+    EvmEventCreateVa(event.out(), EvmITEM_NAME, "ab", EvmITEM_REPEAT_COUNT, 3, EvmITEM_VAR_STRING,
+                     "x", "y", EvmITEM_NONE);
+    EXPECT_EQ(oneLine(event), "[3 times] Unformatted event \"ab\": x=y ");
+    EXPECT_EQ(oneLine(event, EvmFORMAT_NO_REPEAT_COUNT),
+              "[3 times] Unformatted event \"ab\": x=y ");
+    Event nameless;
+    EvmEventCreateVa(nameless.out(), EvmITEM_VAR_INT32, "n", -1, EvmITEM_VAR_STRING, "s",
+                     "a\nb\x1b", EvmITEM_NONE);
+    char text[AREA];
+    EXPECT_EQ(EvmEventFormatAsDefault(text, sizeof text, nameless), EvmERROR_NONE);
+    EXPECT_STREQ(text, "Unformatted event \"(no name)\": n=-1 s=a b# ");
+}
+
+TEST(Buffer, OfEverySizeIsTerminatedAndNeverOverrun) {
+    const Event event(eventWithFormat("abc $x \xC3\xA4@@"));
+    const std::string whole = oneLine(event);
+    char text[AREA];
+    for (std::size_t size = 0; size <= whole.size() + 2; ++size) {
+        std::memset(text, '!', sizeof text);
+        const EvmStatus_t status = EvmEventFormat(text, size, event);
+        EXPECT_EQ(status, size == 0 ? EvmERROR_INVALID_VALUE : EvmERROR_NONE);
+        EXPECT_EQ(text[size], '!');
+        if (size == 0) continue;
+        // The two bytes of one character come together or not at all.
+        std::size_t fits = std::min(size - 1, whole.size());
+        if (fits == whole.find('\xC3') + 1) --fits;
+        EXPECT_EQ(text, whole.substr(0, fits));
+    }
+    EXPECT_EQ(EvmEventFormatAsDefault(text, 0, event), EvmERROR_INVALID_VALUE);
+    EXPECT_EQ(EvmEventFormatFromTemplate(text, 0, "x", event), EvmERROR_INVALID_VALUE);
+    EXPECT_EQ(EvmEventFormatFromTemplate(text, 4, "abcdef", event), EvmERROR_NONE);
+    EXPECT_STREQ(text, "abc");
+    EXPECT_EQ(EvmEventFormatFromTemplate(text, 1, "abcdef", event), EvmERROR_NONE);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(EvmEventFormatFromTemplate(text, 8, "$x%9999|", event), EvmERROR_NONE);
+    EXPECT_STREQ(text, "val    ");
+    EXPECT_EQ(EvmEventFormatFromTemplate(text, 8, nullptr, event), EvmERROR_INVALID_ARGUMENT);
+    EXPECT_EQ(EvmEventFormat(nullptr, 8, event), EvmERROR_INVALID_ARGUMENT);
+}
+
+TEST(Values, OfItems) {
+    const auto format = [](EvmItemId_t id, std::uint64_t number, int width = 0) {
+        EvmItemValue_t value{};
+        value.TIMESTAMP = number;
+        char text[AREA];
+        EXPECT_EQ(EvmItemFormatValue(id, value, text, sizeof text, width), EvmERROR_NONE);
+        return std::string(text);
+    };
+    EXPECT_EQ(format(EvmITEM_HOST_IP, 0x0100007F), "127.0.0.1");
+    EXPECT_EQ(format(EvmITEM_CLUSTER_IP, 0xFFFEFDFC), "252.253.254.255");
+    EXPECT_EQ(format(EvmITEM_TIMESTAMP, 86399), "01-Jan-1970 23:59:59");
+    EXPECT_EQ(format(EvmITEM_LAST_TIMESTAMP, UINT64_MAX), "18446744073709551615");
+    EXPECT_EQ(format(EvmITEM_LAST_TIMESTAMP, INT64_MAX), "9223372036854775807");
+    EXPECT_EQ(format(EvmITEM_PID, static_cast<std::uint64_t>(-5)), "-5");
+    EXPECT_EQ(format(EvmITEM_EVENT_ID, 0xFFFFFFFF), "-1");
+    EXPECT_EQ(format(EvmITEM_REPEAT_COUNT, 0xFFFFFFFF), "4294967295");
+    EXPECT_EQ(format(EvmITEM_KERNEL_ONLY, 1, 6), "True  ");
+    EXPECT_EQ(format(EvmITEM_PRIORITY, 12, 1), "12");
+    EXPECT_EQ(format(EvmITEM_VAR, 1), "Unknown item id 23");
+    EXPECT_EQ(format(EvmITEM_NONE, 1, std::numeric_limits<int>::max()).size(), AREA - 1);
+    EvmItemValue_t value{};
+    value.NAME = "\xC3\xA4\x01";
+    char text[8];
+    EXPECT_EQ(EvmItemFormatValue(EvmITEM_REF, value, text, sizeof text, 4), EvmERROR_NONE);
+    EXPECT_STREQ(text, "\xC3\xA4\x01  ") << "widths count characters";
+}
+
+TEST(Values, OfVariables) {
+    Event event;
+    ASSERT_EQ(EvmEventCreateVa(event.out(), EvmITEM_VAR_BOOLEAN, "b", 2, EvmITEM_VAR_CHAR, "c",
+                               'A' + 0x80, EvmITEM_VAR_CHAR, "c0", 0, EvmITEM_VAR_INT16, "i16",
+                               0xFFFE, EvmITEM_VAR_INT32, "i32", INT32_MIN, EvmITEM_VAR_INT64,
+                               "i64", INT64_MIN, EvmITEM_VAR_UINT8, "u8", 255, EvmITEM_VAR_UINT16,
+                               "u16", 65535, EvmITEM_VAR_UINT32, "u32", -1, EvmITEM_VAR_UINT64,
+                               "u64", UINT64_MAX, EvmITEM_VAR_FLOAT, "f", 0.1, EvmITEM_VAR_DOUBLE,
+                               "d", 1e100 / 3, EvmITEM_VAR_STRING, "s", "a\tb\x02",
+                               EvmITEM_VAR_OPAQUE, "o", "xyz", 3, EvmITEM_NONE),
+              EvmERROR_NONE);
+    EXPECT_EQ(byTemplate(event, "$b $c [$c0] $i16 $i32 $i64 $u8 $u16 $u32 $u64 $f $d $o"),
+              "True A [] -2 -2147483648 -9223372036854775808 255 65535 4294967295 "
+              "18446744073709551615 0.1 3.3333333e+99 [OPAQUE VALUE: 3 bytes]");
+    EXPECT_EQ(variable(event, "s"), "a b#");
+    EXPECT_EQ(variable(event, "s", EvmFALSE), "a\tb\x02");
+    EXPECT_EQ(variable(event, "nope"), "$nope");
+    char text[4];
+    EXPECT_EQ(EvmVarFormat(event, "nope", text, sizeof text, EvmTRUE), EvmERROR_NOT_PRESENT);
+    EXPECT_STREQ(text, "$no");
+}
+
+TEST(Values, OfAnyLengthComeOnTheHeap) {
+    const std::string longText(5000, 'x');
+    Event event;
+    EvmEventCreateVa(event.out(), EvmITEM_VAR_STRING, "s", longText.c_str(), EvmITEM_NONE);
+    char* text = nullptr;
+    ASSERT_EQ(EvmVarFormat2(event, "s", &text), EvmERROR_NONE);
+    EXPECT_EQ(text, longText);
+    std::free(text);
+    EXPECT_EQ(EvmVarFormat2(event, "nope", &text), EvmERROR_NOT_PRESENT);
+    EXPECT_STREQ(text, "$nope");
+    std::free(text);
+    const AllocationLimit limit(0);
+    EXPECT_EQ(EvmVarFormat2(event, "s", &text), EvmERROR_NO_MEMORY);
+    EXPECT_EQ(text, nullptr);
+}
+
+TEST(Wrap, BreaksAtSpacesOrHard) {
+    EXPECT_EQ(wrapped("aaaa bbbb cccc", 10, 4), "aaaa \n    bbbb \n    cccc");
+    EXPECT_EQ(wrapped("abcdefghijklm", 10, 4), "abcdef\n    ghijkl\n    m");
+    EXPECT_EQ(wrapped("abcdef", 10, 4), "abcdef");
+    EXPECT_EQ(wrapped("ab cdefghij", 10, 4), "ab \n    cdefgh\n    ij");
+    EXPECT_EQ(wrapped("a bc defg", 10, 4), "a bc \n    defg") << "the last space that leaves room";
+    EXPECT_EQ(wrapped("abcdef    gh", 10, 4), "abcdef\n    gh");
+    EXPECT_EQ(wrapped("  one  \n two\t\n", 20, 2), "one\n  two\n  ");
+    EXPECT_EQ(wrapped("a\x01\tb", 20, 2), "a# b");
+    EXPECT_EQ(wrapped("\xC3\xA4\xC3\xA4\xC3\xA4", 3, 1), "\xC3\xA4\xC3\xA4\n \xC3\xA4");
+    EXPECT_EQ(wrapped("ab", 2, 1), "a\n b");
+    for (const std::size_t indent : {10U, 11U, 400U})
+        EXPECT_EQ(wrapped("too long a line for that", 10, indent), "too long a line for that");
+}
+
+TEST(Characters, ArePrintableByTheirCharacterSet) {
+    const evm::CharacterSet utf8("C.UTF-8");
+    const evm::CharacterSet ascii("C");
+    struct {
+        const char* text;
+        std::size_t length;
+        std::string_view form;
+        std::string_view asciiForm;
+    } const cases[] = {
+        {"a", 1, "a", "a"},
+        {" ", 1, " ", " "},
+        {"\n", 1, " ", " "},
+        {"\x1b", 1, "#", "#"},
+        {"\x7f", 1, "#", "#"},
+        {"\xC3\xA4x", 2, "\xC3\xA4", "#"},
+        {"\xC3", 1, "#", "#"},
+        {"\xC2\x80x", 2, "#", "#"},
+        {"\xE2\x82\xAC", 3, "\xE2\x82\xAC", "#"},
+        {"\xED\xA0\x80", 1, "#", "#"}, // a surrogate is no character
+        {"\xFFx", 1, "#", "#"},
+    };
+    for (const auto& c : cases) {
+        const evm::Character character = utf8.first(c.text);
+        EXPECT_EQ(character.length, c.length) << c.text;
+        EXPECT_EQ(evm::printableForm(character, c.text), c.form);
+        EXPECT_EQ(evm::printableForm(ascii.first(c.text), c.text), c.asciiForm);
+    }
+    EXPECT_EQ(utf8.count("\xC3\xA4-\xFF"), 3U);
+    EXPECT_EQ(ascii.count("\xC3\xA4-\xFF"), 4U);
+    EXPECT_EQ(evm::CharacterSet("no_SUCH.locale").first("\xC3\xA4").printable, false);
+}
+
+std::string dump(EvmEvent_t event) {
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const stream = open_memstream(&text, &size);
+    EXPECT_EQ(EvmEventDump(event, stream), EvmERROR_NONE);
+    std::fclose(stream);
+    std::string result(text, size);
+    std::free(text);
+    return result;
+}
+
+TEST(Dump, DescribesEverythingByteForByte) {
+    Event event;
+    const std::string longText = "0123456789 123456789 123456789 123456789 123456789 123456789 "
+                                 "123456789 123456789 123456789";
+    ASSERT_EQ(EvmEventCreateVa(event.out(), EvmITEM_NAME, "a.b", EvmITEM_CLUSTER_EVENT, EvmTRUE,
+                               EvmITEM_FORMAT, "value is $number", EvmITEM_REF, longText.c_str(),
+                               EvmITEM_VAR_INT32, "number", 5, EvmITEM_VAR_STRING_I18N, "text",
+                               "a\tb", 7, EvmITEM_VAR_STRING, "a_rather_long_name",
+                               longText.c_str(), EvmITEM_VAR_STRING, "short", longText.c_str(),
+                               EvmITEM_NONE),
+              EvmERROR_NONE);
+    EXPECT_EQ(dump(event), "\nFormatted Message:\n"
+                           "    value is 5\n"
+                           "\nEvent Data Items:\n"
+                           "    Event Name        : a.b\n"
+                           "    Cluster Event     : True\n"
+                           "    Format            : value is $number\n"
+                           "    Reference         : 0123456789 123456789 123456789 123456789 "
+                           "123456789 \n"
+                           "                        123456789 123456789 123456789 123456789\n"
+                           "\nVariable Items:\n"
+                           "    number (INT32) = 5\n"
+                           "    text (STRING) [Msg-id 7] = \"a b\"\n"
+                           "    a_rather_long_name (STRING) = \n"
+                           "            \"0123456789 123456789 123456789 123456789 123456789 "
+                           "123456789 \n"
+                           "             123456789 123456789 123456789\"\n"
+                           "    short (STRING) = \"0123456789 123456789 123456789 123456789 "
+                           "123456789 \n"
+                           "                      123456789 123456789 123456789 123456789\"\n");
+}
+
+TEST(Dump, SaysThatThereAreNoVariables) {
+    const Event event(make_event("a.b"));
+    EXPECT_EQ(dump(event), "\nFormatted Message:\n    Unformatted event \"a.b\":\n"
+                           "\nEvent Data Items:\n    Event Name        : a.b\n"
+                           "\nVariable Items:\n    None\n");
+    EXPECT_EQ(EvmEventDump(event, nullptr), EvmERROR_INVALID_ARGUMENT);
+}
+
+TEST(Dump, StopsAtAnItemThatCannotBeRead) {
+    const Event event(make_event("a.b"));
+    const auto record = evm::recordOf(*event);
+    evm::store<std::uint32_t>(record, 60, 1U << EvmITEM_REF); // but there is no such block
+    char* text = nullptr;
+    std::size_t size = 0;
+    std::FILE* const stream = open_memstream(&text, &size);
+    EXPECT_EQ(EvmEventDump(event, stream), EvmERROR_NOT_PRESENT);
+    std::fclose(stream);
+    EXPECT_TRUE(std::string_view(text).ends_with(
+        "\nEvent Data Items:\nEvmEventDump: Failed to get item - 4\n"));
+    std::free(text);
+}
+
+TEST(Status, HasItsText) {
+    char text[AREA];
+    EXPECT_EQ(EvmStatusTextGet(EvmERROR_NONE, text, sizeof text), EvmERROR_NONE);
+    EXPECT_STREQ(text, "Operation succeeded");
+    EXPECT_EQ(EvmStatusTextGet(EvmERROR_CONNECTION_REFUSED, text, sizeof text), EvmERROR_NONE);
+    EXPECT_STREQ(text, "EVM daemon refused connection");
+    EXPECT_EQ(EvmStatusTextGet(EvmERROR_TOO_MANY_ITEMS, text, 4), EvmERROR_NONE);
+    EXPECT_STREQ(text, "Too");
+    EXPECT_EQ(EvmStatusTextGet(EvmERROR_NONE, text, 0), EvmERROR_NONE);
+    EXPECT_STREQ(text, "Too");
+    for (const int status : {-1, 36, 1000})
+        EXPECT_EQ(EvmStatusTextGet(static_cast<EvmStatus_t>(status), text, sizeof text),
+                  EvmERROR_INVALID_ARGUMENT);
+    EXPECT_EQ(EvmStatusTextGet(EvmERROR_NONE, nullptr, 1), EvmERROR_INVALID_ARGUMENT);
+}
+
+TEST(Messages, AreNeverTakenAsAFormat) {
+    testing::internal::CaptureStderr();
+    evm::_evmErrorMsg(evm::MESSAGE_SET_STATUS, 3, "%n", 5);
+    evm::_evmErrorMsg(evm::MESSAGE_SET_STATUS, 99, "%n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "EVM-1003: Invalid argument\n\nMessage / Message file not found\n");
+}
+
+} // namespace

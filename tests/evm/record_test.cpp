@@ -1,0 +1,236 @@
+#include "evm/libevm/checksum.h"
+#include "evm/libevm/exchange.h"
+#include "evm/libevm/item_package.h"
+#include "tests/evm/evm_support.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr const char* OPAQUE_DATA = "\x01\x02\x03";
+
+std::string headerHex(EvmEvent_t event, std::size_t from, std::size_t length) {
+    return hex(evm::recordOf(*event).subspan(from, length));
+}
+
+/// What one item list makes of a fresh event: the record's flags and presence bits, a part of the
+/// header, and the body.
+struct Layout {
+    const char* what;
+    EvmEvent_t event;
+    std::string presence;
+    std::size_t headerOffset;
+    std::string header;
+    std::string body;
+};
+
+template <class... Items>
+EvmEvent_t eventOf(Items... items) {
+    EvmEvent_t event = nullptr;
+    EXPECT_EQ(EvmEventCreateVa(&event, items..., EvmITEM_NONE), EvmERROR_NONE);
+    return event;
+}
+
+TEST(Record, EveryItemLiesWhereItsReadersLook) {
+    constexpr auto MAX64 = std::int64_t{0x1122334455667788};
+    const Layout layouts[] = {
+        {"name", eventOf(EvmITEM_NAME, "a.b"), "0000000002000000", 64, "0000",
+         "0100000010000000 612e620000000000"},
+        {"kernel_only", eventOf(EvmITEM_KERNEL_ONLY, EvmTRUE), "0400000008000000", 64, "0000", ""},
+        {"kernel_only off", eventOf(EvmITEM_KERNEL_ONLY, EvmFALSE), "0000000008000000", 64, "0000",
+         ""},
+        {"cluster_event", eventOf(EvmITEM_CLUSTER_EVENT, 1), "0200000010000000", 64, "0000", ""},
+        {"priority", eventOf(EvmITEM_PRIORITY, 700), "0000000020000000", 72, "bc020000", ""},
+        {"priority narrowed", eventOf(EvmITEM_PRIORITY, 0x10005), "0000000020000000", 72,
+         "05000000", ""},
+        {"pid", eventOf(EvmITEM_PID, MAX64), "0000000040000000", 80, "8877665544332211", ""},
+        {"ppid", eventOf(EvmITEM_PPID, std::int64_t{-2}), "0000000080000000", 96,
+         "feffffffffffffff", ""},
+        {"event_id", eventOf(EvmITEM_EVENT_ID, 0x01020304), "0000000000010000", 76, "04030201", ""},
+        {"member_id", eventOf(EvmITEM_MEMBER_ID, -3), "0000000000020000", 88, "fdffffff00000000",
+         ""},
+        {"timestamp", eventOf(EvmITEM_TIMESTAMP, MAX64), "0000000000040000", 64, "8877665544332211",
+         ""},
+        {"host_ip", eventOf(EvmITEM_HOST_IP, 0x0100007F), "0000000000080000", 104, "7f000001", ""},
+        {"repeat_count", eventOf(EvmITEM_REPEAT_COUNT, 5), "0000000000100000", 64, "0000",
+         "0c00000010000000 0500000000000000"},
+        {"last_timestamp", eventOf(EvmITEM_LAST_TIMESTAMP, MAX64), "0000000000200000", 64, "0000",
+         "0d00000010000000 8877665544332211"},
+        {"i18n_msg_id", eventOf(EvmITEM_I18N_MSG_ID, -1), "0000000000400000", 64, "0000",
+         "0e00000010000000 ffffffff00000000"},
+        {"i18n_set_id", eventOf(EvmITEM_I18N_SET_ID, 7), "0000000000800000", 64, "0000",
+         "0f00000010000000 0700000000000000"},
+        {"i18n_catalog", eventOf(EvmITEM_I18N_CATALOG, "1234567"), "0000000000000100", 64, "0000",
+         "1000000010000000 3132333435363700"},
+        {"cluster_ip", eventOf(EvmITEM_CLUSTER_IP, 1), "0000000000000200", 64, "0000",
+         "1100000010000000 0100000000000000"},
+        {"host_name", eventOf(EvmITEM_HOST_NAME, "12345678"), "0000000000000400", 64, "0000",
+         "1200000018000000 3132333435363738 0000000000000000"},
+        {"cluster_name", eventOf(EvmITEM_CLUSTER_NAME, ""), "0000000000000800", 64, "0000",
+         "1300000010000000 0000000000000000"},
+        {"user_name", eventOf(EvmITEM_USER_NAME, "u"), "0000000000001000", 64, "0000",
+         "1400000010000000 7500000000000000"},
+        {"format", eventOf(EvmITEM_FORMAT, "$x"), "0000000000002000", 64, "0000",
+         "1500000010000000 2478000000000000"},
+        {"ref", eventOf(EvmITEM_REF, "r"), "0000000000004000", 64, "0000",
+         "1600000010000000 7200000000000000"},
+    };
+    for (const Layout& layout : layouts) {
+        SCOPED_TRACE(layout.what);
+        const Event event(layout.event);
+        EXPECT_EQ(headerHex(event, 56, 8), layout.presence);
+        EXPECT_EQ(headerHex(event, layout.headerOffset, (layout.header.size()) / 2), layout.header);
+        EXPECT_EQ(body_hex(event), layout.body);
+        EXPECT_EQ(evm::controlSize(evm::recordOf(*event)),
+                  evm::HEADER_SIZE + from_hex(layout.body).size());
+    }
+}
+
+TEST(Record, EveryVariableTypeHasItsSlot) {
+    struct {
+        EvmEvent_t event;
+        std::string body; ///< behind the block's ident, the name is "n"
+    } const layouts[] = {
+        {eventOf(EvmITEM_VAR_BOOLEAN, "n", EvmTRUE),
+         "28000000 0100000002000000 0100000000000000 6e00000000000000 0100000000000000"},
+        {eventOf(EvmITEM_VAR_CHAR, "n", 'A'),
+         "28000000 0200000002000000 0100000000000000 6e00000000000000 4100000000000000"},
+        {eventOf(EvmITEM_VAR_INT16, "n", -2),
+         "28000000 0300000002000000 0200000000000000 6e00000000000000 feff000000000000"},
+        {eventOf(EvmITEM_VAR_INT32, "n", -2),
+         "28000000 0400000002000000 0400000000000000 6e00000000000000 feffffff00000000"},
+        {eventOf(EvmITEM_VAR_INT64, "n", std::int64_t{-2}),
+         "28000000 0500000002000000 0800000000000000 6e00000000000000 feffffffffffffff"},
+        {eventOf(EvmITEM_VAR_UINT8, "n", 0x1FF),
+         "28000000 0600000002000000 0100000000000000 6e00000000000000 ff00000000000000"},
+        {eventOf(EvmITEM_VAR_UINT16, "n", 0x1FFFE),
+         "28000000 0700000002000000 0200000000000000 6e00000000000000 feff000000000000"},
+        {eventOf(EvmITEM_VAR_UINT32, "n", 0x01020304),
+         "28000000 0800000002000000 0400000000000000 6e00000000000000 0403020100000000"},
+        {eventOf(EvmITEM_VAR_UINT64, "n", UINT64_MAX),
+         "28000000 0900000002000000 0800000000000000 6e00000000000000 ffffffffffffffff"},
+        {eventOf(EvmITEM_VAR_FLOAT, "n", 1.5),
+         "28000000 0a00000002000000 0400000000000000 6e00000000000000 0000c03f00000000"},
+        {eventOf(EvmITEM_VAR_DOUBLE, "n", 1.5),
+         "28000000 0b00000002000000 0800000000000000 6e00000000000000 000000000000f83f"},
+        {eventOf(EvmITEM_VAR_STRING, "n", ""),
+         "28000000 0c00000002000000 0100000000000000 6e00000000000000 0000000000000000"},
+        {eventOf(EvmITEM_VAR_STRING_I18N, "n", "12345678", 9),
+         "30000000 0c00000002000000 0900000009000000 6e00000000000000 3132333435363738 "
+         "0000000000000000"},
+        {eventOf(EvmITEM_VAR_OPAQUE, "n", OPAQUE_DATA, 3),
+         "28000000 0d00000002000000 0300000000000000 6e00000000000000 0102030000000000"},
+        {eventOf(EvmITEM_VAR_OPAQUE, "n", nullptr, 0),
+         "20000000 0d00000002000000 0000000000000000 6e00000000000000"},
+        {eventOf(EvmITEM_VAR_CHAR, "n1234567", 'A'),
+         "30000000 0200000009000000 0100000000000000 6e31323334353637 0000000000000000 "
+         "4100000000000000"},
+    };
+    for (const auto& layout : layouts) {
+        SCOPED_TRACE(layout.body);
+        const Event event(layout.event);
+        EXPECT_EQ(body_hex(event), "17000000" + layout.body);
+        EXPECT_EQ(headerHex(event, 60, 4), "00008000");
+    }
+}
+
+TEST(Record, IsPreparedForWritingByteForByte) {
+    const Event event(make_event("a.b"));
+    ASSERT_EQ(evm::recordOf(*event).size(), 136U);
+    evm::_evmEventPrepare(*event);
+    EXPECT_EQ(hex(evm::recordOf(*event)),
+              "8800000001000000 0902010000000000 0000000000000000 0000000000000000 "
+              "0000000000000000 0000000000000000 0300010088000000 2000000002000000 "
+              "0000000000000000 0000860200000000 0000000000000000 0000000000000000 "
+              "0000000000000000 0000000002005476 0002000008000000 0100000010000000 "
+              "612e620000000000");
+    EXPECT_EQ(evm::_evmChecksumCalc(evm::recordOf(*event)), 646);
+    // A change takes the checksum away, until the record is written again.
+    EvmItemSetVa(event, EvmITEM_PRIORITY, 1, EvmITEM_NONE);
+    EXPECT_EQ(headerHex(event, 56, 4), "00000000");
+    evm::_evmEventPrepare(*event);
+    EXPECT_EQ(headerHex(event, 74, 2), "a702"); // and 1 for the priority, 32 for its presence
+}
+
+TEST(Record, ChecksumFoldsWhateverTheLength) {
+    // The plain definition, over records whose bodies end at every place within a word and that
+    // are long enough for the sum to need folding twice.
+    for (const std::size_t size : {120U, 121U, 127U, 128U, 1200U, 1201U, 600007U}) {
+        RecordBytes record(size, std::byte{0xFF});
+        put(record, 52, static_cast<std::uint32_t>(size));
+        std::uint32_t sum = 0;
+        for (std::size_t at = 48; at < size; ++at)
+            if (at != 74 && at != 75) sum += std::to_integer<std::uint32_t>(record[at]);
+        const std::uint32_t once = (sum >> 16) + (sum & 0xFFFF);
+        EXPECT_EQ(evm::_evmChecksumCalc(record),
+                  static_cast<std::uint16_t>((once >> 16) + (once & 0xFFFF)))
+            << size;
+    }
+}
+
+TEST(Record, OldVersionIsTranslated) {
+    const Event event(make_event("a.b"));
+    RecordBytes old = record_bytes(event);
+    old.erase(old.begin() + 112, old.begin() + 120);
+    put<std::uint32_t>(old, 52, 128);
+    put<std::uint16_t>(old, 108, 1);
+    Event made;
+    ASSERT_EQ(evm::_evmEventWrap(old, made.out()), EvmERROR_NONE);
+    EXPECT_EQ(record_bytes(made), record_bytes(event));
+
+    // With a checksum: its own is tested first, then it gets a fresh one.
+    evm::_evmChecksumInsert(old);
+    Event summed;
+    ASSERT_EQ(evm::_evmEventWrap(old, summed.out()), EvmERROR_NONE);
+    evm::_evmChecksumInsert(evm::recordOf(*event));
+    EXPECT_EQ(record_bytes(summed), record_bytes(event));
+    old[64] = std::byte{1};
+    EXPECT_EQ(evm::_evmEventWrap(old, summed.out()), EvmERROR_INVALID_VALUE);
+
+    // Without a body there is nothing where the extension would be.
+    RecordBytes bare(old.begin(), old.begin() + 112);
+    put<std::uint32_t>(bare, 52, 112);
+    put<std::uint32_t>(bare, 56, 0);
+    put<std::uint32_t>(bare, 60, 0);
+    Event empty;
+    ASSERT_EQ(evm::_evmEventWrap(bare, empty.out()), EvmERROR_NONE);
+    EXPECT_EQ(evm::recordOf(*empty).size(), 120U);
+}
+
+/// Builds a package from an item list.
+EvmStatus_t build(evm::ItemPackage& package, evm::PackageKind kind, ...) {
+    va_list list;
+    va_start(list, kind);
+    const EvmStatus_t status = package.build(list, kind);
+    va_end(list);
+    return status;
+}
+
+TEST(Package, RelocatableOneHoldsCopiesOfEverything) {
+    char name[] = "a.b";
+    char text[] = "value";
+    char data[] = "\x01\x02";
+    evm::ItemPackage plain;
+    evm::ItemPackage copied;
+    for (auto* const package : {&plain, &copied}) {
+        const auto kind =
+            package == &plain ? evm::PackageKind::PLAIN : evm::PackageKind::RELOCATABLE;
+        ASSERT_EQ(build(*package, kind, EvmITEM_NAME, name, EvmITEM_VAR_STRING, "s", text,
+                        EvmITEM_VAR_OPAQUE, "o", data, 2, EvmITEM_PRIORITY, 5, EvmITEM_NONE),
+                  EvmERROR_NONE);
+    }
+    // 48 for the header and for each of 4 entries, 16 of trailer; copied: 4, 2 + 6, 2 + 2.
+    EXPECT_EQ(plain.header().size, 5U * 48 + 16);
+    EXPECT_EQ(copied.header().size, 5U * 48 + 16 + 16);
+    EXPECT_EQ(copied.header().trailer_p->magic, 0x92F1E021);
+    EXPECT_EQ(copied.header().magic, 0x80CE3912);
+    name[0] = text[0] = data[0] = 'X';
+    EXPECT_STREQ(plain.entries()[0].item_value.NAME, "X.b");
+    EXPECT_STREQ(copied.entries()[0].item_value.NAME, "a.b");
+    const EvmVarStruct_t* const variable = copied.entries()[1].item_value.VAR;
+    EXPECT_EQ(variable, &copied.entries()[1].varstruct);
+    EXPECT_STREQ(variable->value.STRING, "value");
+    EXPECT_EQ(static_cast<const char*>(copied.entries()[2].varstruct.value.OPAQUE)[0], 1);
+}
+
+} // namespace
