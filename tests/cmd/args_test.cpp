@@ -30,31 +30,37 @@ std::string held(tavArg& arg) {
     return all;
 }
 
+/// Both, one after the other: "result/index status;entry;entry;".
+std::string taken(tavArg& arg, const Words& words) {
+    const std::string first = offer(arg, words);
+    return first + " " + held(arg);
+}
+
 } // namespace
 
 TEST(Args, FlagMatchesWholeWordAndMayBeRepeated) {
     tavTag flag(1, ARG_OPTIONAL, "-t", "TAB");
     EXPECT_TRUE(flag.find("-t") && !flag.find("-tt") && !flag.find("-"));
-    EXPECT_EQ(held(flag) + flag.showArgValue(), "1;TAB_TAG=0;0");
+    EXPECT_EQ(flag.showArgValue() + " " + held(flag), "0 1;TAB_TAG=0;");
     EXPECT_EQ(offer(flag, {"-t", "x"}), "0/0");
     EXPECT_EQ(offer(flag, {"-t"}), "0/0");
-    EXPECT_EQ(held(flag) + flag.showArgValue(), "4;TAB_TAG=1;1");
+    EXPECT_EQ(flag.showArgValue() + " " + held(flag), "1 4;TAB_TAG=1;");
 }
 
 TEST(Args, ValueTakesOneTrimmedToken) {
     tavValue value(4, "RESOURCE");
     EXPECT_TRUE(value.find("db1") && value.find("") && !value.find("-"));
-    EXPECT_EQ(offer(value, {"   "}) + held(value), "3/00;");
-    EXPECT_EQ(offer(value, {" \tdb 1\t  "}) + held(value), "0/04;RESOURCE=\tdb 1\t;");
-    EXPECT_EQ(offer(value, {"db2"}) + held(value), "3/04;RESOURCE=\tdb 1\t;");
+    EXPECT_EQ(taken(value, {"   "}), "3/0 0;");
+    EXPECT_EQ(taken(value, {" \tdb 1\t  "}), "0/0 4;RESOURCE=\tdb 1\t;");
+    EXPECT_EQ(taken(value, {"db2"}), "3/0 4;RESOURCE=\tdb 1\t;");
     tavValue optional(4, ARG_OPTIONAL, "RESOURCE");
-    EXPECT_EQ(offer(optional, {"  "}) + held(optional), "0/04;RESOURCE=;");
+    EXPECT_EQ(taken(optional, {"  "}), "0/0 4;RESOURCE=;");
 }
 
 TEST(Args, OptionWithValue) {
     const auto parsed = [](arg_Status value, const Words& words) {
         tavTagValue option(1, ARG_OPTIONAL, value, "-c", "HOST");
-        const std::string first = offer(option, words) + " " + held(option);
+        const std::string first = taken(option, words);
         // Whatever came of it, the option may appear once.
         EXPECT_EQ(offer(option, {"-c", "n8"}), "3/0");
         return first;
@@ -70,14 +76,14 @@ TEST(Args, OptionWithValue) {
 
 TEST(Args, OptionWithListTakesWhatIsNoOption) {
     tavTagList list(3, ARG_REQUIRED, ARG_OPTIONAL, "-p", "PRINT");
-    EXPECT_EQ(offer(list, {"-p", "-q"}) + held(list), "0/04;PRINT_TAG=1;");
+    EXPECT_EQ(taken(list, {"-p", "-q"}), "0/0 4;PRINT_TAG=1;");
     EXPECT_EQ(offer(list, {"-p", "a", " ", "-t", "b"}), "0/2");
-    EXPECT_EQ(offer(list, {"-p", "c"}) + held(list), "0/14;PRINT_TAG=1;PRINT=a\x01\x01"
-                                                     "c;");
+    EXPECT_EQ(taken(list, {"-p", "c"}), "0/1 4;PRINT_TAG=1;PRINT=a\x01\x01"
+                                        "c;");
     tavTagList required(3, ARG_REQUIRED, "-p", "PRINT");
-    EXPECT_EQ(offer(required, {"-p", "-q"}) + held(required), "3/10;PRINT_TAG=1;");
+    EXPECT_EQ(taken(required, {"-p", "-q"}), "3/1 0;PRINT_TAG=1;");
     EXPECT_EQ(offer(required, {"-p", "  "}), "3/1");
-    EXPECT_EQ(offer(required, {"-p", "a", ""}) + held(required), "0/24;PRINT_TAG=1;PRINT=a\x01;");
+    EXPECT_EQ(taken(required, {"-p", "a", ""}), "0/2 4;PRINT_TAG=1;PRINT=a\x01;");
 }
 
 TEST(Args, ListCopiesAndForgetsItsValues) {
@@ -99,23 +105,24 @@ TEST(Args, ListFromStandardInput) {
         return run_in_child([&] {
                    if (!std::freopen((folder.path / "in").c_str(), "r", stdin)) return 1;
                    tavTagList list(1, ARG_REQUIRED, "-xi", "INPUT");
-                   std::cout << offer(list, {"-xi", "db1"}) << held(list);
+                   std::cout << taken(list, {"-xi", "db1"});
                    return 0;
                })
             .out;
     };
     EXPECT_EQ(read_from("\x01 a \x01\x01"
                         "b b\x01 \x01"),
-              "0/04;INPUT_TAG=1;INPUT=a\x01"
+              "0/0 4;INPUT_TAG=1;INPUT=a\x01"
               "b b\x01;");
-    EXPECT_EQ(read_from(""), "0/04;INPUT_TAG=1;INPUT=;");
+    EXPECT_EQ(read_from(""), "0/0 4;INPUT_TAG=1;INPUT=;");
     EXPECT_EQ(read_from(std::string(5000, 'x')),
-              "0/04;INPUT_TAG=1;INPUT=" + std::string(1023, 'x') + ";");
+              "0/0 4;INPUT_TAG=1;INPUT=" + std::string(1023, 'x') + ";");
 }
 
 TEST(Args, TrashCatchesEverythingAndMakesTheFormInvalid) {
     tavTrash trash(7, "TRASH");
     EXPECT_TRUE(trash.find(""));
     EXPECT_EQ(held(trash), "1;");
-    EXPECT_EQ(offer(trash, {"-x"}) + offer(trash, {"-y"}) + held(trash), "0/00/03;TRASH-y;");
+    EXPECT_EQ(taken(trash, {"-x"}), "0/0 3;TRASH-x;");
+    EXPECT_EQ(taken(trash, {"-y"}), "0/0 3;TRASH-y;");
 }
