@@ -34,7 +34,7 @@ std::vector<unsigned char> frameOf(const benchmark::State& state) {
 void BM_Encode(benchmark::State& state) {
     const Container reply = makeReply(static_cast<unsigned int>(state.range(0)));
     std::size_t bytes = 0;
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         const std::vector<unsigned char> frame = MessageStream().encode(reply);
         bytes = frame.size();
         benchmark::DoNotOptimize(frame.data());
@@ -44,14 +44,14 @@ void BM_Encode(benchmark::State& state) {
 
 void BM_DecodeAndDestroy(benchmark::State& state) {
     const std::vector<unsigned char> frame = frameOf(state);
-    for (auto _ : state) benchmark::DoNotOptimize(decode(frame));
+    for ([[maybe_unused]] const auto _ : state) benchmark::DoNotOptimize(decode(frame));
     countBytes(state, frame.size());
 }
 
 /// What a command does that ends right after the reply: the tree is left to the process's end.
 void BM_Decode(benchmark::State& state) {
     const std::vector<unsigned char> frame = frameOf(state);
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         std::unique_ptr<Message> message = decode(frame);
         benchmark::DoNotOptimize(message.get());
         state.PauseTiming();
@@ -63,7 +63,7 @@ void BM_Decode(benchmark::State& state) {
 
 void BM_Copy(benchmark::State& state) {
     const Container reply = makeReply(static_cast<unsigned int>(state.range(0)));
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         auto copy = std::make_unique<Container>(reply);
         benchmark::DoNotOptimize(copy.get());
         state.PauseTiming();
@@ -74,7 +74,7 @@ void BM_Copy(benchmark::State& state) {
 
 void BM_Destroy(benchmark::State& state) {
     const Container reply = makeReply(static_cast<unsigned int>(state.range(0)));
-    for (auto _ : state) {
+    for ([[maybe_unused]] const auto _ : state) {
         state.PauseTiming();
         auto copy = std::make_unique<Container>(reply);
         state.ResumeTiming();

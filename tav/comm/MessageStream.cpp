@@ -109,7 +109,7 @@ std::vector<unsigned char> MessageStream::frameOf(const std::string& type) const
 }
 
 std::vector<unsigned char> MessageStream::encode(const Message& message) {
-    if (m_buffer != nullptr) raiseAs<IOException>("Allocating memory for variable message");
+    if (m_buffer != nullptr) raiseAs<IOException>("MessageStream::encode inside another message");
     const RootScope scope(*this);
     openBuffer();
     encodeBody(message);
@@ -151,7 +151,7 @@ void MessageStream::send(std::vector<unsigned char>& frame) {
 }
 
 Message* MessageStream::readMessage() {
-    if (m_given) return decodeFrame();
+    if (m_given && m_level == 0) return decodeFrame();
     if (m_buffer == nullptr) return readFromSocket();
     const std::size_t outer = m_level;
     std::unique_ptr<Message> message = decode(std::string(gettag()));

@@ -139,7 +139,7 @@ private:
     unsigned char* m_buffer = nullptr; ///< null between messages
     unsigned char* m_cursor = nullptr;
     bool m_owned = false;
-    bool m_given = false;    ///< the buffer is the constructor's frame and not decoded yet
+    bool m_given = false;    ///< the buffer is the constructor's frame
     std::size_t m_level = 0; ///< of the message that is being decoded, 0 between messages
     std::uint32_t m_limit = MAX_FRAME;
 };

@@ -37,7 +37,7 @@ public:
     void TearDown() override { std::filesystem::remove_all(testFolder()); }
 };
 
-// The framework takes ownership.
+// The framework takes ownership. NOLINTNEXTLINE(cert-err58-cpp)
 [[maybe_unused]] const auto* const environment =
     testing::AddGlobalTestEnvironment(std::make_unique<TestNode>().release());
 
