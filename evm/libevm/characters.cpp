@@ -74,7 +74,7 @@ Character CharacterSet::firstWide(std::string_view text) const {
     std::mbstate_t state{};
     const std::size_t length = std::mbrtowc(&wide, text.data(), text.size(), &state);
     if (length == 0 || length > text.size()) return NO_CHARACTER;
-    const auto character = static_cast<std::wint_t>(wide);
+    const auto character = static_cast<std::wint_t>(static_cast<char32_t>(wide));
     const bool printable = iswprint(character) != 0;
     return {length, printable, !printable && iswspace(character) != 0};
 }

@@ -126,17 +126,15 @@ private:
 
     void putItemReference(const Reference& reference) {
         const ItemRow* const row = findItem(reference.name);
+        const bool known = row != nullptr && row->formatted;
         ItemView item;
         char area[VALUE_TEXT_SIZE];
-        if (row == nullptr || !row->formatted) {
-            putUnresolved(reference);
-        } else if (readItem(m_record, row->id, item) == EvmERROR_NONE) {
+        if (known && readItem(m_record, row->id, item) == EvmERROR_NONE)
             m_out.putPadded(itemText(row->id, item, area), reference.width);
-        } else if (m_dialect.absentItem != nullptr) {
+        else if (known && m_dialect.absentItem != nullptr)
             m_out.putPadded(m_dialect.absentItem, reference.width);
-        } else {
+        else
             putUnresolved(reference);
-        }
     }
 
     void putUnresolved(const Reference& reference) {

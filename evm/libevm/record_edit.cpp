@@ -1,8 +1,8 @@
 #include "evm/libevm/record_edit.h"
 
 #include "evm/libevm/checksum.h"
+#include "evm/libevm/entry_block.h"
 #include "evm/libevm/item_table.h"
-#include "evm/libevm/names.h"
 #include "evm/libevm/variable.h"
 
 #include <algorithm>
@@ -13,53 +13,6 @@ namespace evm {
 namespace {
 
 using Entry = EvmItemTableEntry_t;
-
-bool inBody(const ItemRow& row) {
-    return row.storage == Storage::BODY_STRING || row.storage == Storage::BODY_NUMBER;
-}
-
-EvmStatus_t checkVariable(const EvmVarStruct_t& variable) {
-    const bool sound = _evmVarNameCheck(variable.name_p) == EvmERROR_NONE &&
-                       findType(variable.type) != nullptr && !lacksValue(variable);
-    return sound ? EvmERROR_NONE : EvmERROR_INVALID_VALUE;
-}
-
-EvmStatus_t checkEntry(const Entry& entry) {
-    switch (entry.item_id) {
-    case EvmITEM_PRIORITY:
-        return entry.item_value.PRIORITY <= EvmPRIORITY_MAX ? EvmERROR_NONE
-                                                            : EvmERROR_INVALID_VALUE;
-    case EvmITEM_NAME:
-        return _evmNameCheck(entry.item_value.NAME, false, nullptr) == EvmERROR_NONE
-                   ? EvmERROR_NONE
-                   : EvmERROR_INVALID_VALUE;
-    case EvmITEM_VAR:
-        return checkVariable(entry.varstruct);
-    default:
-        return EvmERROR_NONE;
-    }
-}
-
-std::uint64_t variableSize(const EvmVarStruct_t& variable) {
-    const std::uint64_t slot = std::max<std::uint64_t>(round8(valueSize(variable)),
-                                                       variable.type == EvmTYPE_OPAQUE ? 0 : 8);
-    return VARIABLE_NAME_OFFSET + round8(std::strlen(variable.name_p) + 1) + slot;
-}
-
-/// The bytes that an entry's block takes in the body.
-std::uint64_t entrySize(const Entry& entry) {
-    const ItemRow& row = *findItem(entry.item_id);
-    switch (row.storage) {
-    case Storage::BODY_STRING:
-        return BLOCK_HEADER_SIZE + round8(std::strlen(entry.item_value.NAME) + 1);
-    case Storage::BODY_NUMBER:
-        return BLOCK_HEADER_SIZE + sizeof(std::uint64_t);
-    case Storage::VARIABLES:
-        return variableSize(entry.varstruct);
-    default:
-        return 0;
-    }
-}
 
 /// What a list of entries does to a record.
 class Edit {
@@ -80,7 +33,7 @@ private:
     /// Of a body item named twice the last one holds.
     [[nodiscard]] bool superseded(std::size_t index) const {
         const EvmItemId_t id = m_entries[index].item_id;
-        return inBody(*findItem(id)) && m_last[id] != index;
+        return id != EvmITEM_VAR && hasBlock(*findItem(id)) && m_last[id] != index;
     }
 
     static constexpr std::size_t ABSENT = SIZE_MAX;
@@ -108,86 +61,31 @@ EvmStatus_t Edit::measure(std::uint64_t& added) const {
 bool Edit::replaces(const Block& block) const {
     if (block.ident == EvmITEM_NONE) return true;
     if (block.ident > EvmITEM_MAX || m_last[block.ident] == ABSENT) return false;
-    if (block.ident != EvmITEM_VAR) return inBody(*findItem(static_cast<EvmItemId_t>(block.ident)));
+    if (block.ident != EvmITEM_VAR)
+        return hasBlock(*findItem(static_cast<EvmItemId_t>(block.ident)));
     const std::string_view name = variableName(block);
     return std::ranges::any_of(m_entries, [name](const Entry& entry) {
         return entry.item_id == EvmITEM_VAR && name == entry.varstruct.name_p;
     });
 }
 
-/// Writes the blocks of a body, one after the other, into zero-filled bytes.
-class BodyWriter {
-public:
-    BodyWriter(std::span<std::byte> record, std::size_t end) : m_record(record), m_end(end) {}
-
-    void append(const Entry& entry) {
-        const auto size = static_cast<std::uint32_t>(entrySize(entry));
-        const std::span<std::byte> block = m_record.subspan(m_end, size);
-        store(block, 0, EvmVar_t{entry.item_id, size});
-        if (entry.item_id == EvmITEM_VAR)
-            writeVariable(block, entry.varstruct);
-        else
-            writeItem(block.subspan(BLOCK_HEADER_SIZE), entry);
-        m_end += size;
-    }
-
-    [[nodiscard]] std::size_t end() const { return m_end; }
-
-private:
-    static void writeItem(std::span<std::byte> slot, const Entry& entry) {
-        const ItemRow& row = *findItem(entry.item_id);
-        if (row.storage == Storage::BODY_STRING)
-            std::memcpy(slot.data(), entry.item_value.NAME, std::strlen(entry.item_value.NAME));
-        else
-            std::memcpy(slot.data(), &entry.item_value, row.width);
-    }
-
-    static void writeVariable(std::span<std::byte> block, const EvmVarStruct_t& variable) {
-        const auto name = static_cast<std::uint32_t>(std::strlen(variable.name_p) + 1);
-        const auto size = static_cast<std::uint32_t>(valueSize(variable));
-        const VariableType& type = *findType(variable.type);
-        const EvmVarHead_t head{load<EvmVar_t>(block, 0), variable.type, name,
-                                type.width == 0 ? size : type.told, variable.msgId};
-        store(block, 0, head);
-        std::memcpy(block.data() + VARIABLE_NAME_OFFSET, variable.name_p, name);
-        const void* value = &variable.value;
-        if (variable.type == EvmTYPE_STRING) value = variable.value.STRING;
-        if (variable.type == EvmTYPE_OPAQUE) value = variable.value.OPAQUE;
-        if (size == 0) return;
-        std::memcpy(block.data() + VARIABLE_NAME_OFFSET + round8(name), value, size);
-    }
-
-    std::span<std::byte> m_record;
-    std::size_t m_end;
-};
-
-/// Writes a header item; the record has a whole header.
-void writeHeaderItem(std::span<std::byte> record, const ItemRow& row, const Entry& entry) {
-    if (row.storage == Storage::FIELD) {
-        std::memcpy(record.data() + row.position, &entry.item_value, row.width);
-        return;
-    }
-    constexpr std::size_t FLAGS = offsetof(EvmEventHead_t, flags);
-    const std::uint32_t bit = 1U << row.position;
-    const auto flags = load<std::uint32_t>(record, FLAGS);
-    store(record, FLAGS, entry.item_value.KERNEL_ONLY == EvmTRUE ? flags | bit : flags & ~bit);
-}
-
 void Edit::insert(std::span<std::byte> record, std::size_t end) const {
     constexpr std::size_t PRESENCE = offsetof(EvmEventHead_t, fldPresBits);
     auto presence = load<std::uint32_t>(record, PRESENCE);
-    BodyWriter body(record, end);
     for (std::size_t index = 0; index < m_entries.size(); ++index) {
         const Entry& entry = m_entries[index];
         const ItemRow& row = *findItem(entry.item_id);
         presence |= 1U << row.id;
-        if (row.storage == Storage::FLAG || row.storage == Storage::FIELD)
-            writeHeaderItem(record, row, entry);
-        else if (!superseded(index))
-            body.append(entry);
+        if (!hasBlock(row)) {
+            writeHeaderItem(record, entry);
+        } else if (!superseded(index)) {
+            const auto size = static_cast<std::size_t>(entrySize(entry));
+            writeBlock(record.subspan(end, size), entry);
+            end += size;
+        }
     }
     store(record, PRESENCE, presence);
-    store(record, offsetof(EvmEventHead_t, control.size), static_cast<std::uint32_t>(body.end()));
+    store(record, offsetof(EvmEventHead_t, control.size), static_cast<std::uint32_t>(end));
 }
 
 void initialiseHeader(std::span<std::byte> record) {

@@ -7,22 +7,9 @@
 
 namespace {
 
-constexpr const char* OPAQUE_DATA = "\x01\x02\x03";
-
 std::string headerHex(EvmEvent_t event, std::size_t from, std::size_t length) {
     return hex(evm::recordOf(*event).subspan(from, length));
 }
-
-/// What one item list makes of a fresh event: the record's flags and presence bits, a part of the
-/// header, and the body.
-struct Layout {
-    const char* what;
-    EvmEvent_t event;
-    std::string presence;
-    std::size_t headerOffset;
-    std::string header;
-    std::string body;
-};
 
 template <class... Items>
 EvmEvent_t eventOf(Items... items) {
@@ -31,106 +18,100 @@ EvmEvent_t eventOf(Items... items) {
     return event;
 }
 
-TEST(Record, EveryItemLiesWhereItsReadersLook) {
-    constexpr auto MAX64 = std::int64_t{0x1122334455667788};
-    const Layout layouts[] = {
-        {"name", eventOf(EvmITEM_NAME, "a.b"), "0000000002000000", 64, "0000",
-         "0100000010000000 612e620000000000"},
-        {"kernel_only", eventOf(EvmITEM_KERNEL_ONLY, EvmTRUE), "0400000008000000", 64, "0000", ""},
-        {"kernel_only off", eventOf(EvmITEM_KERNEL_ONLY, EvmFALSE), "0000000008000000", 64, "0000",
-         ""},
-        {"cluster_event", eventOf(EvmITEM_CLUSTER_EVENT, 1), "0200000010000000", 64, "0000", ""},
-        {"priority", eventOf(EvmITEM_PRIORITY, 700), "0000000020000000", 72, "bc020000", ""},
-        {"priority narrowed", eventOf(EvmITEM_PRIORITY, 0x10005), "0000000020000000", 72,
-         "05000000", ""},
-        {"pid", eventOf(EvmITEM_PID, MAX64), "0000000040000000", 80, "8877665544332211", ""},
-        {"ppid", eventOf(EvmITEM_PPID, std::int64_t{-2}), "0000000080000000", 96,
-         "feffffffffffffff", ""},
-        {"event_id", eventOf(EvmITEM_EVENT_ID, 0x01020304), "0000000000010000", 76, "04030201", ""},
-        {"member_id", eventOf(EvmITEM_MEMBER_ID, -3), "0000000000020000", 88, "fdffffff00000000",
-         ""},
-        {"timestamp", eventOf(EvmITEM_TIMESTAMP, MAX64), "0000000000040000", 64, "8877665544332211",
-         ""},
-        {"host_ip", eventOf(EvmITEM_HOST_IP, 0x0100007F), "0000000000080000", 104, "7f000001", ""},
-        {"repeat_count", eventOf(EvmITEM_REPEAT_COUNT, 5), "0000000000100000", 64, "0000",
-         "0c00000010000000 0500000000000000"},
-        {"last_timestamp", eventOf(EvmITEM_LAST_TIMESTAMP, MAX64), "0000000000200000", 64, "0000",
-         "0d00000010000000 8877665544332211"},
-        {"i18n_msg_id", eventOf(EvmITEM_I18N_MSG_ID, -1), "0000000000400000", 64, "0000",
-         "0e00000010000000 ffffffff00000000"},
-        {"i18n_set_id", eventOf(EvmITEM_I18N_SET_ID, 7), "0000000000800000", 64, "0000",
-         "0f00000010000000 0700000000000000"},
-        {"i18n_catalog", eventOf(EvmITEM_I18N_CATALOG, "1234567"), "0000000000000100", 64, "0000",
-         "1000000010000000 3132333435363700"},
-        {"cluster_ip", eventOf(EvmITEM_CLUSTER_IP, 1), "0000000000000200", 64, "0000",
-         "1100000010000000 0100000000000000"},
-        {"host_name", eventOf(EvmITEM_HOST_NAME, "12345678"), "0000000000000400", 64, "0000",
-         "1200000018000000 3132333435363738 0000000000000000"},
-        {"cluster_name", eventOf(EvmITEM_CLUSTER_NAME, ""), "0000000000000800", 64, "0000",
-         "1300000010000000 0000000000000000"},
-        {"user_name", eventOf(EvmITEM_USER_NAME, "u"), "0000000000001000", 64, "0000",
-         "1400000010000000 7500000000000000"},
-        {"format", eventOf(EvmITEM_FORMAT, "$x"), "0000000000002000", 64, "0000",
-         "1500000010000000 2478000000000000"},
-        {"ref", eventOf(EvmITEM_REF, "r"), "0000000000004000", 64, "0000",
-         "1600000010000000 7200000000000000"},
+std::uint32_t presenceOf(EvmEvent_t event) {
+    return evm::load<std::uint32_t>(evm::recordOf(*event), 60);
+}
+
+TEST(Record, HeaderItemsLieWhereTheirReadersLook) {
+    constexpr auto LARGE = std::int64_t{0x1122334455667788};
+    struct {
+        EvmEvent_t event;
+        EvmItemId_t id;
+        std::size_t offset;
+        std::string_view bytes;
+    } const layouts[] = {
+        {eventOf(EvmITEM_KERNEL_ONLY, EvmTRUE), EvmITEM_KERNEL_ONLY, 56, "04000000"},
+        {eventOf(EvmITEM_KERNEL_ONLY, EvmFALSE), EvmITEM_KERNEL_ONLY, 56, "00000000"},
+        {eventOf(EvmITEM_CLUSTER_EVENT, 1), EvmITEM_CLUSTER_EVENT, 56, "02000000"},
+        {eventOf(EvmITEM_PRIORITY, 700), EvmITEM_PRIORITY, 72, "bc020000"},
+        {eventOf(EvmITEM_PRIORITY, 0x10005), EvmITEM_PRIORITY, 72, "05000000"},
+        {eventOf(EvmITEM_PID, LARGE), EvmITEM_PID, 80, "8877665544332211"},
+        {eventOf(EvmITEM_PPID, std::int64_t{-2}), EvmITEM_PPID, 96, "feffffffffffffff"},
+        {eventOf(EvmITEM_EVENT_ID, 0x01020304), EvmITEM_EVENT_ID, 76, "04030201"},
+        {eventOf(EvmITEM_MEMBER_ID, -3), EvmITEM_MEMBER_ID, 88, "fdffffff00000000"},
+        {eventOf(EvmITEM_TIMESTAMP, LARGE), EvmITEM_TIMESTAMP, 64, "8877665544332211"},
+        {eventOf(EvmITEM_HOST_IP, 0x0100007F), EvmITEM_HOST_IP, 104, "7f000001"},
     };
-    for (const Layout& layout : layouts) {
-        SCOPED_TRACE(layout.what);
+    for (const auto& layout : layouts) {
+        SCOPED_TRACE(layout.bytes);
         const Event event(layout.event);
-        EXPECT_EQ(headerHex(event, 56, 8), layout.presence);
-        EXPECT_EQ(headerHex(event, layout.headerOffset, (layout.header.size()) / 2), layout.header);
-        EXPECT_EQ(body_hex(event), layout.body);
-        EXPECT_EQ(evm::controlSize(evm::recordOf(*event)),
-                  evm::HEADER_SIZE + from_hex(layout.body).size());
+        EXPECT_EQ(presenceOf(event), 1U << layout.id);
+        EXPECT_EQ(headerHex(event, layout.offset, layout.bytes.size() / 2), layout.bytes);
+        EXPECT_EQ(body_hex(event), "");
     }
 }
 
-TEST(Record, EveryVariableTypeHasItsSlot) {
+TEST(Record, EveryBodyItemAndVariableTypeHasItsBlock) {
     struct {
         EvmEvent_t event;
-        std::string body; ///< behind the block's ident, the name is "n"
+        std::string_view body;
     } const layouts[] = {
+        {eventOf(EvmITEM_NAME, "a.b"), "0100000010000000 612e620000000000"},
+        {eventOf(EvmITEM_REPEAT_COUNT, 5), "0c00000010000000 0500000000000000"},
+        {eventOf(EvmITEM_LAST_TIMESTAMP, std::int64_t{0x0102030405060708}),
+         "0d00000010000000 0807060504030201"},
+        {eventOf(EvmITEM_I18N_MSG_ID, -1), "0e00000010000000 ffffffff00000000"},
+        {eventOf(EvmITEM_I18N_SET_ID, 7), "0f00000010000000 0700000000000000"},
+        {eventOf(EvmITEM_I18N_CATALOG, "1234567"), "1000000010000000 3132333435363700"},
+        {eventOf(EvmITEM_CLUSTER_IP, 1), "1100000010000000 0100000000000000"},
+        {eventOf(EvmITEM_HOST_NAME, "12345678"),
+         "1200000018000000 3132333435363738 0000000000000000"},
+        {eventOf(EvmITEM_CLUSTER_NAME, ""), "1300000010000000 0000000000000000"},
+        {eventOf(EvmITEM_USER_NAME, "u"), "1400000010000000 7500000000000000"},
+        {eventOf(EvmITEM_FORMAT, "$x"), "1500000010000000 2478000000000000"},
+        {eventOf(EvmITEM_REF, "r"), "1600000010000000 7200000000000000"},
         {eventOf(EvmITEM_VAR_BOOLEAN, "n", EvmTRUE),
-         "28000000 0100000002000000 0100000000000000 6e00000000000000 0100000000000000"},
+         "1700000028000000 0100000002000000 0100000000000000 6e00000000000000 0100000000000000"},
         {eventOf(EvmITEM_VAR_CHAR, "n", 'A'),
-         "28000000 0200000002000000 0100000000000000 6e00000000000000 4100000000000000"},
+         "1700000028000000 0200000002000000 0100000000000000 6e00000000000000 4100000000000000"},
         {eventOf(EvmITEM_VAR_INT16, "n", -2),
-         "28000000 0300000002000000 0200000000000000 6e00000000000000 feff000000000000"},
+         "1700000028000000 0300000002000000 0200000000000000 6e00000000000000 feff000000000000"},
         {eventOf(EvmITEM_VAR_INT32, "n", -2),
-         "28000000 0400000002000000 0400000000000000 6e00000000000000 feffffff00000000"},
+         "1700000028000000 0400000002000000 0400000000000000 6e00000000000000 feffffff00000000"},
         {eventOf(EvmITEM_VAR_INT64, "n", std::int64_t{-2}),
-         "28000000 0500000002000000 0800000000000000 6e00000000000000 feffffffffffffff"},
+         "1700000028000000 0500000002000000 0800000000000000 6e00000000000000 feffffffffffffff"},
         {eventOf(EvmITEM_VAR_UINT8, "n", 0x1FF),
-         "28000000 0600000002000000 0100000000000000 6e00000000000000 ff00000000000000"},
+         "1700000028000000 0600000002000000 0100000000000000 6e00000000000000 ff00000000000000"},
         {eventOf(EvmITEM_VAR_UINT16, "n", 0x1FFFE),
-         "28000000 0700000002000000 0200000000000000 6e00000000000000 feff000000000000"},
+         "1700000028000000 0700000002000000 0200000000000000 6e00000000000000 feff000000000000"},
         {eventOf(EvmITEM_VAR_UINT32, "n", 0x01020304),
-         "28000000 0800000002000000 0400000000000000 6e00000000000000 0403020100000000"},
+         "1700000028000000 0800000002000000 0400000000000000 6e00000000000000 0403020100000000"},
         {eventOf(EvmITEM_VAR_UINT64, "n", UINT64_MAX),
-         "28000000 0900000002000000 0800000000000000 6e00000000000000 ffffffffffffffff"},
+         "1700000028000000 0900000002000000 0800000000000000 6e00000000000000 ffffffffffffffff"},
         {eventOf(EvmITEM_VAR_FLOAT, "n", 1.5),
-         "28000000 0a00000002000000 0400000000000000 6e00000000000000 0000c03f00000000"},
+         "1700000028000000 0a00000002000000 0400000000000000 6e00000000000000 0000c03f00000000"},
         {eventOf(EvmITEM_VAR_DOUBLE, "n", 1.5),
-         "28000000 0b00000002000000 0800000000000000 6e00000000000000 000000000000f83f"},
+         "1700000028000000 0b00000002000000 0800000000000000 6e00000000000000 000000000000f83f"},
         {eventOf(EvmITEM_VAR_STRING, "n", ""),
-         "28000000 0c00000002000000 0100000000000000 6e00000000000000 0000000000000000"},
+         "1700000028000000 0c00000002000000 0100000000000000 6e00000000000000 0000000000000000"},
         {eventOf(EvmITEM_VAR_STRING_I18N, "n", "12345678", 9),
-         "30000000 0c00000002000000 0900000009000000 6e00000000000000 3132333435363738 "
+         "1700000030000000 0c00000002000000 0900000009000000 6e00000000000000 3132333435363738 "
          "0000000000000000"},
-        {eventOf(EvmITEM_VAR_OPAQUE, "n", OPAQUE_DATA, 3),
-         "28000000 0d00000002000000 0300000000000000 6e00000000000000 0102030000000000"},
+        {eventOf(EvmITEM_VAR_OPAQUE, "n", "\1\2\3", 3),
+         "1700000028000000 0d00000002000000 0300000000000000 6e00000000000000 0102030000000000"},
         {eventOf(EvmITEM_VAR_OPAQUE, "n", nullptr, 0),
-         "20000000 0d00000002000000 0000000000000000 6e00000000000000"},
+         "1700000020000000 0d00000002000000 0000000000000000 6e00000000000000"},
         {eventOf(EvmITEM_VAR_CHAR, "n1234567", 'A'),
-         "30000000 0200000009000000 0100000000000000 6e31323334353637 0000000000000000 "
+         "1700000030000000 0200000009000000 0100000000000000 6e31323334353637 0000000000000000 "
          "4100000000000000"},
     };
     for (const auto& layout : layouts) {
         SCOPED_TRACE(layout.body);
         const Event event(layout.event);
-        EXPECT_EQ(body_hex(event), "17000000" + layout.body);
-        EXPECT_EQ(headerHex(event, 60, 4), "00008000");
+        EXPECT_EQ(body_hex(event), layout.body);
+        EXPECT_EQ(presenceOf(event), 1U << std::to_integer<unsigned>(from_hex(layout.body)[0]));
+        EXPECT_EQ(evm::controlSize(evm::recordOf(*event)),
+                  evm::HEADER_SIZE + from_hex(layout.body).size());
     }
 }
 
