@@ -89,9 +89,10 @@ public:
     CLSlog& operator=(const CLSlog&) = delete;
     virtual ~CLSlog();
 
-    /// `text` holds the line; it is a string stream that the caller built. `log` and `error` are
-    /// never filtered, `out` is by the module's level. `descriptor` selects the descriptor-based
-    /// variant of the diagnostic print.
+    /// `text` holds the line; it is a string stream that the caller built, and is left as it is.
+    /// `log` and `error` are never filtered, `out` is by the module's level. `descriptor` selects
+    /// the descriptor-based variant of the diagnostic print. A detail that the list above does not
+    /// have is a failed assertion.
     virtual void log(std::ostream& text, DebugDetail detail = DETAIL_DEFAULT,
                      const CLSlogModule& module = CLSlogModule::getModuleNone(),
                      bool descriptor = false);

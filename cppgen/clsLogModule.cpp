@@ -87,7 +87,7 @@ clsdcomp* CLSlogModule::component() const {
     clsdcomp* found = m_component.load(std::memory_order_acquire);
     if (found == nullptr && this != &noneModule()) {
         found = clsdgetcompid(m_name.c_str());
-        m_component.store(found, std::memory_order_release);
+        if (found != nullptr) m_component.store(found, std::memory_order_release);
     }
     return found;
 }

@@ -75,7 +75,7 @@ TEST(Levels, DecideWhichDetailsAreWritten) {
             if (!lines.empty()) found += std::to_string(detail);
             if (log.writes(DebugDetail{detail})) told += std::to_string(detail);
         }
-        EXPECT_EQ(found + ' ' + told, written[level] + ' ' + written[level]) << level;
+        EXPECT_EQ(std::pair(found, told), std::pair(written[level], written[level])) << level;
     }
 }
 
