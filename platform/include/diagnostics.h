@@ -42,7 +42,7 @@ unsigned clsdget_loglvl(const clsdcomp*);
 /// exceed the component's level, or the component is null, or the level is 0. Returns the number of
 /// bytes of `text` taken: all of them up to CLSD_MAX_LINE.
 int clsdprint(const clsdcomp*, unsigned level, std::string_view text);
-inline constexpr std::size_t CLSD_MAX_LINE = 64 * 1024;
+inline constexpr std::size_t CLSD_MAX_LINE = std::size_t{64} * 1024;
 
 /// printf-style variants for callers whose format is a literal of their own.
 int clsdprintft(const clsdcomp*, unsigned level, const char* format, ...)

@@ -52,7 +52,7 @@ private:
 inline constexpr int FORMAT_MAX_WIDTH = 1024;
 /// Longest result, where it is cut: room for the longest value of a reply several times over, but a
 /// text that repeats one cannot exhaust the memory.
-inline constexpr std::size_t FORMAT_MAX_LENGTH = 16 * 1024 * 1024;
+inline constexpr std::size_t FORMAT_MAX_LENGTH = std::size_t{16} * 1024 * 1024;
 
 /// Copies `text` into `out`, cut to `size` - 1 bytes and always terminated (unless `size` is 0).
 /// A cut never splits a UTF-8 sequence. Returns the number of bytes copied.

@@ -71,12 +71,19 @@ LogFile* logFile() {
 /// True while the thread is writing a line: what the log itself calls must not log.
 thread_local bool insideLog = false;
 
+/// Marks the thread for a scope, and keeps errno, which the caller may want to report next.
 class InsideLog {
 public:
-    InsideLog() { insideLog = true; }
-    ~InsideLog() { insideLog = false; }
+    InsideLog() : m_errno(errno) { insideLog = true; }
+    ~InsideLog() {
+        insideLog = false;
+        errno = m_errno;
+    }
     InsideLog(const InsideLog&) = delete;
     InsideLog& operator=(const InsideLog&) = delete;
+
+private:
+    int m_errno;
 };
 
 void appendTime(std::string& line) {

@@ -56,10 +56,6 @@ std::int64_t processFileLimit() {
 
 LogFile::LogFile(std::string path, std::int64_t limit) : m_path(std::move(path)), m_limit(limit) {}
 
-LogFile::~LogFile() {
-    close();
-}
-
 bool LogFile::append(std::string_view line) noexcept try {
     const StaticLock lock(m_mutex);
     return ready(line.size()) && write(line);
@@ -69,16 +65,16 @@ bool LogFile::append(std::string_view line) noexcept try {
 
 bool LogFile::ready(std::size_t length) {
     struct stat status {};
-    if (m_descriptor < 0 || lstat(m_path.c_str(), &status) != 0 || !isCurrent(status)) {
-        close();
-        if (!open() || fstat(m_descriptor, &status) != 0) return false;
+    if (!m_file || lstat(m_path.c_str(), &status) != 0 || !isCurrent(status)) {
+        m_file.reset();
+        if (!open() || fstat(m_file.get(), &status) != 0) return false;
     }
     const auto fits = [&](std::int64_t limit) {
         return status.st_size <= limit - static_cast<std::int64_t>(length);
     };
     if (status.st_size != 0 && !fits(std::min(m_limit, m_processLimit))) {
         putAside();
-        if (m_descriptor < 0 || fstat(m_descriptor, &status) != 0) return false;
+        if (!m_file || fstat(m_file.get(), &status) != 0) return false;
     }
     return fits(m_processLimit);
 }
@@ -87,10 +83,10 @@ bool LogFile::open() {
     const std::uint64_t now = sltrgatime64();
     if (now < m_retryOpen) return false;
     m_retryOpen = now + RETRY_MS;
-    m_descriptor = aboveStandardStreams(openCreatingFolder(m_path));
+    m_file.reset(aboveStandardStreams(openCreatingFolder(m_path)));
     struct stat status {};
-    if (m_descriptor < 0 || fstat(m_descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-        close();
+    if (!m_file || fstat(m_file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        m_file.reset();
         return false;
     }
     m_device = status.st_dev;
@@ -101,11 +97,6 @@ bool LogFile::open() {
     return true;
 }
 
-void LogFile::close() {
-    if (m_descriptor >= 0) ::close(m_descriptor);
-    m_descriptor = -1;
-}
-
 bool LogFile::isCurrent(const struct stat& status) const {
     return status.st_dev == m_device && status.st_ino == m_inode;
 }
@@ -114,16 +105,16 @@ void LogFile::putAside() {
     const std::uint64_t now = sltrgatime64();
     if (now < m_retryPutAside) return;
     // Whoever holds the lock is putting the file aside right now.
-    if (flock(m_descriptor, LOCK_EX | LOCK_NB) != 0) return;
+    if (flock(m_file.get(), LOCK_EX | LOCK_NB) != 0) return;
     struct stat status {};
     // The lock may have come after another process was done: then only the name is followed.
     const bool mine = lstat(m_path.c_str(), &status) == 0 && isCurrent(status);
     if (mine && !shiftFiles()) {
         m_retryPutAside = now + RETRY_MS;
-        flock(m_descriptor, LOCK_UN);
+        flock(m_file.get(), LOCK_UN);
         return;
     }
-    close();
+    m_file.reset();
     open();
 }
 
@@ -142,7 +133,7 @@ bool LogFile::write(std::string_view line) {
     const std::string whole = m_torn ? '\n' + std::string(line) : std::string();
     const std::string_view bytes = m_torn ? std::string_view(whole) : line;
     ssize_t written = -1;
-    do written = ::write(m_descriptor, bytes.data(), bytes.size());
+    do written = ::write(m_file.get(), bytes.data(), bytes.size());
     while (written < 0 && errno == EINTR);
     if (written <= 0) return false;
     m_torn = static_cast<std::size_t>(written) != bytes.size();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/include/threads.h"
+#include "platform/local/descriptor.h"
 
 #include <sys/stat.h>
 
@@ -22,7 +23,6 @@ public:
     static constexpr std::uint64_t RETRY_MS = 1000;
 
     LogFile(std::string path, std::int64_t limit);
-    ~LogFile();
     LogFile(const LogFile&) = delete;
     LogFile& operator=(const LogFile&) = delete;
 
@@ -32,7 +32,6 @@ public:
 private:
     bool ready(std::size_t length);
     bool open();
-    void close();
     [[nodiscard]] bool isCurrent(const struct stat& status) const;
     void putAside();
     bool shiftFiles();
@@ -42,7 +41,7 @@ private:
     std::int64_t m_limit;
     std::int64_t m_processLimit = 0; ///< no file of this process may grow beyond it
     cls_thrIMx m_mutex;
-    int m_descriptor = -1;
+    platform::Descriptor m_file;
     dev_t m_device = 0;
     ino_t m_inode = 0;
     bool m_torn = false; ///< the last write ended inside a line

@@ -1,5 +1,7 @@
 #include "platform/local/message_catalog.h"
 
+#include "platform/local/descriptor.h"
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -11,6 +13,8 @@
 #include <cstring>
 #include <utility>
 #include <vector>
+
+using platform::Descriptor;
 
 namespace {
 
@@ -40,20 +44,6 @@ T readAt(std::span<const std::byte> bytes, std::uint64_t at) {
     std::memcpy(&value, bytes.data() + at, sizeof value);
     return value;
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
-    ~Descriptor() {
-        if (m_descriptor >= 0) close(m_descriptor);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    [[nodiscard]] int get() const { return m_descriptor; }
-
-private:
-    int m_descriptor;
-};
 
 /// Calls a transfer of the system until all bytes went through.
 template <class Transfer>
@@ -118,7 +108,9 @@ bool catalog_is_sound(std::span<const std::byte> bytes) {
 std::optional<MessageCatalog> MessageCatalog::open(const std::string& path) {
     const auto bytes = readFile(path);
     if (!bytes || !catalog_is_sound(*bytes)) return std::nullopt;
-    const nl_catd catalog = openCopy(*bytes);
+    nl_catd catalog = openCopy(*bytes);
+    // A system that cannot open the copy (without /proc) has to take the file itself.
+    if (catalog == noCatalog()) catalog = catopen(path.c_str(), 0);
     if (catalog == noCatalog()) return std::nullopt;
     return MessageCatalog(catalog);
 }

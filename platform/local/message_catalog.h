@@ -8,7 +8,7 @@
 #include <string>
 
 /// Larger files are no catalogs: thousands of texts of 2 KiB fit.
-inline constexpr std::size_t CATALOG_MAX_SIZE = 16 * 1024 * 1024;
+inline constexpr std::size_t CATALOG_MAX_SIZE = std::size_t{16} * 1024 * 1024;
 
 /// Whether the system's catalog reader can take these bytes, which it does not wholly check itself:
 ///

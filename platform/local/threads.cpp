@@ -31,7 +31,7 @@ namespace {
 
 /// Room above the system's least stack: every thread must be able to log a line and to report a
 /// failure.
-constexpr std::size_t WORKING_STACK = 64 * 1024;
+constexpr std::size_t WORKING_STACK = std::size_t{64} * 1024;
 
 thread_local cls_thrctx threadContext;
 constinit sltsctx threadLayer;

@@ -1,4 +1,3 @@
-#include "platform/include/home.h"
 #include "platform/include/nls.h"
 #include "platform/local/language.h"
 #include "platform/local/message_catalog.h"
@@ -19,16 +18,8 @@ protected:
         fs::remove_all(m_home);
         fs::create_directories(m_home);
         setenv("ZEL_VORN_HOME", m_home.c_str(), 1);
-        if (clse_zelmar_home() != m_home) recordHome(); // once recorded, only that counts
     }
     void TearDown() override { unsetenv("ZEL_VORN_HOME"); }
-
-    void recordHome() const {
-        clsehdl* services = nullptr;
-        clse_init(&services, nullptr);
-        clse_set_zelmar_home(services, m_home.c_str());
-        clse_close(services);
-    }
 
     [[nodiscard]] std::string path(const std::string& language) const {
         return m_home + "/vorn/mesg/" + language + "/VORN.cat";
@@ -96,23 +87,21 @@ TEST(Language, FoldersOfAName) {
 }
 
 TEST(Language, EnvironmentsLanguageIsTheFirstThatIsNotEmpty) {
-    const std::string before = std::getenv("LC_ALL") == nullptr ? "" : std::getenv("LC_ALL");
-    setenv("LANG", "fr_FR", 1);
-    setenv("LC_MESSAGES", "it", 1);
-    setenv("LC_ALL", "", 1);
-    EXPECT_EQ(lxhLaToId("it", 2, nullptr), lxhLangEnv(nullptr));
-    setenv("LC_ALL", "de_DE.UTF-8", 1);
-    EXPECT_EQ(lxhLaToId("de_DExyz", 5, nullptr), lxhLangEnv(nullptr));
-    setenv("LC_ALL", "", 1);
-    unsetenv("LC_MESSAGES");
-    EXPECT_EQ(lxhLaToId("fr_FR", 5, nullptr), lxhLangEnv(nullptr));
-    unsetenv("LANG");
-    EXPECT_EQ(lxhLaToId(nullptr, 0, nullptr), lxhLangEnv(nullptr));
-    setenv("LC_ALL", before.c_str(), 1);
+    const auto language = [](const char* all, const char* messages, const char* lang) {
+        setenv("LC_ALL", all, 1);
+        setenv("LC_MESSAGES", messages, 1);
+        setenv("LANG", lang, 1);
+        return lxhLangEnv(nullptr);
+    };
+    EXPECT_EQ(lxhLaToId("de_DExyz", 5, nullptr), language("de_DE.UTF-8", "it", "fr_FR"));
+    EXPECT_EQ(lxhLaToId("it", 2, nullptr), language("", "it", "fr_FR"));
+    EXPECT_EQ(lxhLaToId("fr_FR", 5, nullptr), language("", "", "fr_FR"));
+    EXPECT_EQ(lxhLaToId(nullptr, 0, nullptr), language("", "", ""));
+    setenv("LC_ALL", "C.UTF-8", 1);
 }
 
 TEST_F(CatalogTest, TextsComeFromTheFirstFolderThatHasThem) {
-    install("en", "1 en one\n2 en two\n3 en three\n");
+    install("en", "1 en one\n2 en two\n3 en three\n5 caf\xC3\xA9\n");
     install("de", "1 de one\n2 de two\n");
     install("de_AT", "1 at one\n");
     Handle austrian("de_AT.UTF-8");
@@ -121,53 +110,23 @@ TEST_F(CatalogTest, TextsComeFromTheFirstFolderThatHasThem) {
     EXPECT_EQ("2 en three", austrian.text(3)) << "an incomplete translation";
     for (const int missing : {4, 0, -1, 2147483647}) EXPECT_EQ("1 ", austrian.text(missing));
     EXPECT_EQ("0 en one", Handle("fr").text(1)) << "a language without a catalog";
-    EXPECT_EQ("0 en three", Handle("en_GB").text(3));
-    EXPECT_EQ("0 en one", Handle("../../../etc/passwd").text(1));
-}
-
-TEST_F(CatalogTest, TextsAreCutToTheBuffer) {
-    install("en", "1 caf\xC3\xA9 au lait\n");
-    Handle handle("en");
-    EXPECT_EQ("0 caf\xC3\xA9 au lait", handle.text(1, 14));
-    EXPECT_EQ("3 caf\xC3\xA9 au lai", handle.text(1, 13));
-    EXPECT_EQ("3 caf", handle.text(1, 5));
-    int status = -1;
-    lmshdl empty{};
-    lmsagbcmt(&empty, 1, nullptr, 0, nullptr, nullptr, 0, nullptr, &status);
-    EXPECT_EQ(LMS_NOT_FOUND, status);
+    install("en_GB", "1 gb one\n");
+    EXPECT_EQ("0 en three", Handle("en_GB").text(3)) << "English has it";
+    EXPECT_EQ("0 caf\xC3\xA9", Handle("../../../etc/passwd").text(5, 6));
+    EXPECT_EQ("3 caf", Handle("C").text(5, 5)) << "cut before the character that does not fit";
 }
 
 TEST_F(CatalogTest, CatalogsAreLookedForOnceAHandle) {
     Handle early("en");
     install("en", "1 one\n");
     EXPECT_EQ("0 one", early.text(1)) << "nothing is opened before the first text";
-    fs::remove_all(m_home + "/vorn");
-    EXPECT_EQ("0 one", early.text(1));
+    fs::resize_file(path("en"), 0);
+    EXPECT_EQ("0 one", early.text(1)) << "a file rewritten in place does no harm";
     Handle late("en");
     EXPECT_EQ("1 ", late.text(1));
     install("en", "1 one\n");
     EXPECT_EQ("1 ", late.text(1));
     EXPECT_EQ("0 one", Handle("en").text(1));
-}
-
-TEST_F(CatalogTest, HandlesNeedPlainNames) {
-    for (const char* const wrong : {"", "../x", "a/b", "a.b"}) {
-        lmshdl handle{};
-        lmsaicmt(&handle, wrong, "VORN", lxhLangEnv(nullptr), nullptr);
-        EXPECT_NE(0, handle.error) << wrong;
-        lmsaicmt(&handle, "vorn", wrong, lxhLangEnv(nullptr), nullptr);
-        EXPECT_NE(0, handle.error) << wrong;
-        lmsatrm(&handle);
-        EXPECT_EQ(0, handle.error);
-    }
-}
-
-TEST_F(CatalogTest, AFileRewrittenInPlaceDoesNoHarm) {
-    install("en", "1 one\n");
-    Handle handle("en");
-    EXPECT_EQ("0 one", handle.text(1));
-    fs::resize_file(path("en"), 0);
-    EXPECT_EQ("0 one", handle.text(1));
 }
 
 TEST_F(CatalogTest, DamagedCatalogsAreMissingOnes) {
@@ -178,37 +137,31 @@ TEST_F(CatalogTest, DamagedCatalogsAreMissingOnes) {
         ASSERT_FALSE(catalog_is_sound(bytesOf(whole.substr(0, length)))) << length;
 
     const std::string damagedPath = m_home + "/damaged.cat";
-    int refused = 0;
     for (std::size_t bit = 0; bit < whole.size() * 8; ++bit) {
         std::string damaged = whole;
         damaged[bit / 8] = static_cast<char>(damaged[bit / 8] ^ (1 << bit % 8));
+        if (!catalog_is_sound(bytesOf(damaged))) continue;
+        fs::remove(damagedPath); // replacing a file's content is slow
         write_file(damagedPath, damaged);
         const auto catalog = MessageCatalog::open(damagedPath);
-        refused += !catalog;
         for (const int number : {1, 2, 17, 18}) {
-            const char* const text = catalog ? catalog->find(number) : nullptr;
-            ASSERT_GE(damaged.size(), text == nullptr ? 0 : std::strlen(text)) << bit;
+            const char* const text = catalog ? catalog->find(number) : "";
+            ASSERT_GE(damaged.size(), std::strlen(text == nullptr ? "" : text)) << bit;
         }
     }
-    EXPECT_LE(32 + 31, refused) << "every bit of the magic, and sizes beyond the file";
     EXPECT_FALSE(MessageCatalog::open(m_home));
     EXPECT_FALSE(MessageCatalog::open("/dev/zero"));
 }
 
-TEST_F(CatalogTest, TablesThatWouldNotFitOrDivideByZeroAreRefused) {
-    install("en", "1 one\n");
-    const std::string whole = read_file(path("en"));
-    const auto withSizes = [&](std::uint32_t size, std::uint32_t depth) {
-        std::string changed = whole;
-        std::memcpy(changed.data() + 4, &size, sizeof size);
-        std::memcpy(changed.data() + 8, &depth, sizeof depth);
-        return catalog_is_sound(bytesOf(changed));
+TEST(MessageCatalog, TablesThatDoNotFitOrDivideByZeroAreRefused) {
+    const auto withSizes = [](std::uint32_t size, std::uint32_t depth) {
+        const std::uint32_t file[16] = {0x960408DE, size, depth}; // one empty text at every offset
+        return catalog_is_sound(std::as_bytes(std::span(file)));
     };
-    std::uint32_t size = 0;
-    std::memcpy(&size, whole.data() + 4, sizeof size);
-    EXPECT_TRUE(withSizes(size, 1));
+    EXPECT_TRUE(withSizes(2, 1));
+    EXPECT_FALSE(withSizes(3, 1));
     EXPECT_FALSE(withSizes(0, 1));
-    EXPECT_FALSE(withSizes(size, 0));
-    EXPECT_FALSE(withSizes(0x80000001, 0x2AAAAAAB)) << "3 * size * depth overflows to a few bytes";
-    EXPECT_FALSE(withSizes(0xFFFFFFFF, 0xFFFFFFFF));
+    EXPECT_FALSE(withSizes(1, 0));
+    EXPECT_FALSE(withSizes(0x80000001, 0x2AAAAAAB)) << "few bytes in 32-bit arithmetic";
+    EXPECT_FALSE(withSizes(0x80000000, 0x40000000)) << "and in 64-bit";
 }
