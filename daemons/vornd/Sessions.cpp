@@ -46,7 +46,7 @@ void Sessions::admit(std::unique_ptr<Session> session) {
 std::string Sessions::place(std::unique_ptr<Session> session) {
     const std::lock_guard lock(m_mutex);
     try {
-        const std::string reason = refusal(*session);
+        std::string reason = refusal(*session);
         if (!reason.empty()) return reason;
         return launch(std::move(session)) ? "" : "no thread can be started";
     } catch (const std::bad_alloc&) {
