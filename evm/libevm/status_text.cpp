@@ -25,8 +25,7 @@ constexpr std::array<MessageRow, EvmERROR_LAST> MsgTable = {{
     {EvmERROR_PROTOCOL_MISMATCH, "Mismatched EVM protocol version"},
     {EvmERROR_NO_MEMORY, "Memory allocation failed"},
     {EvmERROR_INVALID_VARARGS_LIST, "Incorrect argument type"},
-    {EvmERROR_FILTER_NOT_VALID, "Invalid filter "
-                                "speci"
+    {EvmERROR_FILTER_NOT_VALID, "Invalid filter speci"
                                 "fication"},
     {EvmERROR_INVALID_VALUE, "Invalid value"},
     {EvmERROR_NOT_INITIALIZED, "Attempt to use an uninitialized object"},
