@@ -1,4 +1,5 @@
 """A node in a temporary folder, a daemon that plays a script, and runs of the command."""
+import atexit
 import contextlib
 import grp
 import os
@@ -17,8 +18,22 @@ from dataclasses import dataclass
 
 from vornwire import box, frame, raw
 
-BIN = pathlib.Path(os.environ.get("VORN_TEST_BIN", "build/bin")).resolve()
-HOME = pathlib.Path(os.environ.get("VORN_TEST_HOME", "build/home")).resolve()
+
+
+def reachable(variable, default):
+    """A folder of the build. Root's tests also run programs as other users, who may not enter the
+    place where it was built: they get a copy."""
+    folder = pathlib.Path(os.environ.get(variable, default)).resolve()
+    if os.geteuid() != 0:
+        return folder
+    place = pathlib.Path(tempfile.mkdtemp(prefix="vorn-e2e-built-"))
+    atexit.register(shutil.rmtree, place, ignore_errors=True)
+    place.chmod(0o755)
+    return pathlib.Path(shutil.copytree(folder, place / folder.name))
+
+
+BIN = reachable("VORN_TEST_BIN", "build/bin")
+HOME = reachable("VORN_TEST_HOME", "build/home")
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
 RUN_LIMIT = 20.0
 STEP_LIMIT = 30.0
