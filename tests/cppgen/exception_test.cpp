@@ -1,19 +1,12 @@
-#include "cppgen/clsUserErrorException.h"
-#include "platform/include/diagnostics.h"
-#include "tests/cppgen/cppgen_support.h"
+#include "cppgen/clsException.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <sstream>
-#include <thread>
 
 using cls::BadIOException;
 using cls::Exception;
-using cls::UserErrorException;
-using namespace node;
 
 namespace {
 
@@ -88,105 +81,6 @@ TEST(Exceptions, MatchTheLastNestedErrorAndPrintThemselves) {
     out << '|' << Exception(cls::raiseText("failed", "/a/b/clsTint.cpp", 12));
     EXPECT_EQ(out.str(), "BadIOException : bad|NoMemoryException : none|failed\n"
                          "(File: clsTint.cpp, line: 12\n");
-}
-
-const auto* const GERMAN = reinterpret_cast<const unsigned char*>("de");
-
-class UserErrors : public ::testing::Test {
-protected:
-    static void SetUpTestSuite() {
-        std::ofstream(folder() + "/en.msg")
-            << "$set 1\n1 %s: %d, %u, %f\n2 %(2)d of %(1)s\n3 %x and %s\n4 %s is lost %(1\n"
-               "5 100%% of %s, 50%\n6 %s and %s\n7 %n%s%n\n"
-               "8 %(99999999999999999999)s%(0)s%(x)s\n12345 plain\n";
-        std::ofstream(folder() + "/de.msg") << "$set 1\n1 %s (%u): %d und %f\n2 %(1)s: %(2)d\n";
-        const std::string command =
-            "cd " + folder() +
-            " && mkdir -p vorn/mesg/en vorn/mesg/de && "
-            "gencat vorn/mesg/en/VORN.cat en.msg && gencat vorn/mesg/de/VORN.cat de.msg";
-        ASSERT_EQ(std::system(command.c_str()), 0);
-    }
-};
-
-TEST_F(UserErrors, ConvertArgumentsToWhatTheConversionWants) {
-    EXPECT_EQ(UserErrorException(1, std::string("disk"), -3, 4U, 0.1).what(),
-              "VORN-0001: disk: -3, 4, 0.100000\n");
-    EXPECT_EQ(UserErrorException(1, 5, "12x", -1, 16777217).getPureMessage(),
-              "5: 12, 4294967295, 16777216.000000"); // a float has 24 bits
-    const char* const none = nullptr;
-    EXPECT_EQ(UserErrorException(1, none, 1e300, -1e300, 1e300).getPureMessage(),
-              ": 9223372036854775807, 0, inf");
-    EXPECT_EQ(UserErrorException(2, "disk", 5).getPureMessage(), "5 of disk");
-    EXPECT_EQ(UserErrorException(12345, "unused").what(), "VORN-12345: plain\n");
-}
-
-TEST_F(UserErrors, RenderAgainOncePerChangeOfLanguage) {
-    const Outcome child = inChild([] {
-        clsd_change_level("CLSCPPGEN", 5);
-        const UserErrorException error(2, "disk", 5);
-        EXPECT_EQ(error.what(GERMAN), "VORN-0002: disk: 5\n");
-        EXPECT_STREQ(error.getText(reinterpret_cast<const unsigned char*>("DE")),
-                     "VORN-0002: disk: 5\n");
-        EXPECT_EQ(error.getPureMessage(GERMAN), "disk: 5");
-        EXPECT_EQ(error.getPureMessage() + error.what(), "5 of diskVORN-0002: 5 of disk\n");
-    });
-    EXPECT_EQ(mentions(child.log, "m_message is ["), 3U);
-}
-
-TEST_F(UserErrors, KeepTheirMessageWhenItCannotBeRendered) {
-    UserErrorException error(12345);
-    const Lines lines = logOf([&] {
-        error.setMsgId(1);
-        EXPECT_EQ(error.what(GERMAN), "VORN-12345: plain\n");
-        error.setMsgId(404);
-        EXPECT_EQ(error.what(), "VORN-12345: plain\n");
-        EXPECT_EQ(UserErrorException(nullptr).what(GERMAN), "");
-        const Exception cause("cause", Exception("below"));
-        EXPECT_EQ(UserErrorException(cause, 404, "a").getEntireErrorStack(), "\ncause\nbelow");
-    });
-    EXPECT_EQ(lines, (Lines{"CLSCPPGEN:  Error: UserErrorException lsfpd failed: -1",
-                            "CLSCPPGEN:  Error: UserErrorException bad msg id in update 404",
-                            "CLSCPPGEN:  Error: UserErrorException: Message can not be updated,"
-                            "since lsfArgs is not correctly initted. Use correct contructor.",
-                            "CLSCPPGEN:  UserErrorException: BAD MSG ID in set :404"}));
-}
-
-TEST_F(UserErrors, ReportTextsThatAskForTheWrongThings) {
-    const std::string lead = "CLSCPPGEN:  UserErrorException: ";
-    const std::string unsupported = lead + "UNSUPPORTED FORMAT SPECIFIER IN MESSAGE ";
-    const std::string missing = lead + "MISSING ARGUMENT FOR MESSAGE ";
-    const std::string failed = "CLSCPPGEN:  Error: UserErrorException lsfpd failed: -1";
-    const std::map<int, std::pair<std::string, Lines>> expected = {
-        {3, {"", {unsupported + "[3]", failed}}},
-        {4, {"a is lost %(1", {lead + "Incomplete position specifier in message [4]"}}},
-        {5, {"100% of a, 50%", {unsupported + "[5]"}}},
-        {6, {"", {missing + "[6]", failed}}},
-        {7, {"%na%n", {unsupported + "[7]", unsupported + "[7]"}}},
-        {8, {"", {missing + "[8]", missing + "[8]", failed}}},
-    };
-    for (const auto& entry : expected) {
-        std::string message;
-        const Lines log =
-            logOf([&] { message = UserErrorException(entry.first, "a").getPureMessage(); });
-        EXPECT_EQ(std::pair(message, log), entry.second);
-    }
-}
-
-TEST_F(UserErrors, ShareTheirArgumentsWithCopies) {
-    auto original = std::make_unique<UserErrorException>(2, std::string("disk"), 5);
-    const UserErrorException copy(*original);
-    UserErrorException assigned(12345);
-    assigned = *original;
-    const UserErrorException& same = assigned;
-    assigned = same;
-    const FormatArgument other[] = {"tape", 6};
-    original->setSeverity(3);
-    original->setUserErrorException(9, 2, other);
-    EXPECT_EQ(original->getSeverity(), 0);
-    EXPECT_EQ(original->what() + std::to_string(original->getRc()), "VORN-0002: 6 of tape\n9");
-    original.reset();
-    std::thread([&assigned] { EXPECT_EQ(assigned.getPureMessage(GERMAN), "disk: 5"); }).join();
-    EXPECT_EQ(copy.what(GERMAN), "VORN-0002: disk: 5\n");
 }
 
 } // namespace

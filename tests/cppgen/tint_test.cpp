@@ -1,0 +1,94 @@
+#include "cppgen/clsLog.h"
+#include "cppgen/clsTint.h"
+#include "tests/cppgen/cppgen_support.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <iostream>
+#include <sstream>
+#include <thread>
+
+using cls::Tint;
+using namespace node;
+
+namespace {
+
+void logLine() {
+    std::ostringstream line(" line");
+    CLS_Debug::CLSlog("TINTED").error(line);
+}
+
+TEST(Tints, AreComposedOfNodeProcessAndSeed) {
+    inChild([] {
+        Tint::initializeTinting(1, 2);
+        EXPECT_EQ(Tint::generateTint().toUb8(), 0xFFFFFFFFULL + 2 + 2 * 0xFFFF);
+        onThreads([](std::size_t) {
+            for (unsigned n = 0; n < 0x3FFF; ++n) static_cast<void>(Tint::generateTint());
+        });
+        EXPECT_EQ(Tint::generateTint().toUb8(), 0xFFFFFFFFULL + 0 + 2 * 0xFFFF); // seed 0xFFFF
+    });
+    inChild([] {
+        Tint::initializeTinting(0xFFFFFFFF, 0xFFFFFFFF);
+        EXPECT_EQ(Tint::generateTint().toUb8(), 0xFFFFFFFE00000001ULL + 2);
+    });
+}
+
+TEST(Tints, BelongToTheirThreadsAndStandInTheirLines) {
+    const Outcome child = inChild([] {
+        Tint::initializeTinting(1, 2);
+        logLine();
+        Tint(0xabc).setThreadTint();
+        std::thread([] {
+            EXPECT_TRUE(Tint::getThreadTint().isInvalid());
+            Tint(1).setThreadTint();
+            Tint(2).setThreadTint();
+            logLine();
+        }).join();
+        logLine();
+    });
+    EXPECT_EQ(child.log, (Lines{"CLSCPPGEN:  Tints initialized with nodeId: 1 procId: 2",
+                                "TINTED:  line", "TINTED: " + Tint(2).toString() + " line",
+                                "TINTED: " + Tint(0xabc).toString() + " line"}));
+}
+
+TEST(Tinting, StaysOffWhenTheVariableIsSet) {
+    const auto body = [] {
+        Tint::initializeTinting(1, 2);
+        std::cout << Tint::generateTint().isInvalid() << std::flush;
+        Tint tint(0);
+        tint.destringify(Tint(0xFFFFFFFFFFFFFFFF).toString());
+        tint.setThreadTint();
+        logLine();
+        tint.destringify("no tint");
+        EXPECT_TRUE(tint.isInvalid());
+    };
+    const Outcome disabled = inChild(body, 0, {{"ZEL_CLS_TINT_DISABLE", "0"}});
+    EXPECT_EQ(disabled.out, "1");
+    EXPECT_EQ(disabled.log,
+              (Lines{"CLSCPPGEN:  Tints disabled by Env variable ZEL_CLS_TINT_DISABLE",
+                     "TINTED:  line"}));
+    const Outcome empty = inChild(body, 0, {{"ZEL_CLS_TINT_DISABLE", ""}});
+    EXPECT_EQ(empty.out, "0");
+    EXPECT_EQ(empty.log.back(), "TINTED: {ffffffffffffffff} line");
+}
+
+TEST(Tinting, LeavesNothingBehindWhenItCannotStart) {
+    const auto body = [] {
+        std::vector<pthread_key_t> keys;
+        for (pthread_key_t key = 0; pthread_key_create(&key, nullptr) == 0;) keys.push_back(key);
+        Tint::initializeTinting(1, 2);
+        for (const pthread_key_t key : keys) pthread_key_delete(key);
+        Tint::initializeTinting(1, 2);
+        Tint::initializeTinting(1, 2); // once only
+    };
+    const Lines log = inChild(body, 1).log;
+    EXPECT_EQ(log.front(), "CLSCPPGEN:  Tints initialization failed because of thread local "
+                           "storage initialization");
+    EXPECT_EQ(mentions(log, " Tints initialized with nodeId: 1 procId: 2"), 1U);
+    EXPECT_EQ(mentions(log, "File [clsTint] Line [64] Condition [s_tintMux == NULL && "
+                            "!s_initialized]"),
+              1U);
+}
+
+} // namespace
