@@ -22,10 +22,11 @@ LAYOUTS = {'default': ([], []), '-t': (['-t'], ['table']), '-ls': (['-ls'], ['li
 
 
 def profile(number):
-    name = f'app.tier{number % 7}.instance{number:05d}'
-    return name, (f'NAME={name}\nTYPE=application\nIS_RUNNABLE=1\nCURRENT_RCOUNT=0\n'
-                  f'RESTART_ATTEMPTS=5\nFAILURE_THRESHOLD=3\nTARGET=ONLINE\n'
-                  f'STATE@node{number % 3}=ONLINE\n'
+    """Sized so that the default listing of 20,000 comes near the largest frame, 5 MiB."""
+    name = f'app.{number:05d}'
+    node = f'node{number % 3}'
+    return name, (f'NAME={name}\nTYPE=application\nCURRENT_RCOUNT=0\nRESTART_ATTEMPTS=5\n'
+                  f'FAILURE_THRESHOLD=3\nTARGET@{node}=ONLINE\nSTATE@{node}=ONLINE\n'
                   f'ACL=owner:root:rwx,pgrp:root:r-x,other::r--\n')
 
 
