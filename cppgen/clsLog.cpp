@@ -1,7 +1,7 @@
 #include "cppgen/clsLog.h"
 
 #include "cppgen/clsLogHooks.h"
-#include "cppgen/clsLogImmortal.h"
+#include "platform/include/immortal.h"
 
 #include <sstream>
 #include <string_view>
@@ -52,7 +52,7 @@ void handOver(const clsdcomp* component, unsigned level, const std::string& line
 
 CLSlog& defaultLog() {
     static Immortal<CLSlog> log("default");
-    return log.get();
+    return *log;
 }
 
 } // namespace
@@ -68,7 +68,7 @@ CLSlog::~CLSlog() = default;
 
 CLSlog& s_dbug() {
     static Immortal<CLSlog> log("CLSCPPGEN");
-    return log.get();
+    return *log;
 }
 
 void CLSlog::log(std::ostream& text, DebugDetail detail, const CLSlogModule& module,

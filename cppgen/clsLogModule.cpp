@@ -1,7 +1,7 @@
 #include "cppgen/clsLog.h"
 #include "cppgen/clsLogHooks.h"
-#include "cppgen/clsLogImmortal.h"
 #include "platform/include/environment.h"
+#include "platform/include/immortal.h"
 
 #include <map>
 #include <mutex>
@@ -19,7 +19,7 @@ constexpr std::size_t LEVEL_TEXT_MAX = 511;
 /// The registered modules by name, under the reference map's lock.
 std::map<std::string, CLSlogModule>& referenceMap() {
     static Immortal<std::map<std::string, CLSlogModule>> map;
-    return map.get();
+    return *map;
 }
 
 void takeLevelFromEnvironment(const std::string& variable, int& level) {
@@ -63,7 +63,7 @@ CLSlogModule::CLSlogModule(std::string name) : m_name(std::move(name)) {}
 
 CLSlogModule& noneModule() {
     static Immortal<CLSlogModule> module(NONE_MODULE_NAME);
-    return module.get();
+    return *module;
 }
 
 const CLSlogModule& CLSlogModule::getModuleNone() {

@@ -38,16 +38,21 @@ private:
     Value m_value;
 };
 
+/// The conversions of message texts, and the few of lists of typed arguments.
+inline constexpr std::string_view FORMAT_CONVERSIONS = "sdiuxXcf";
+inline constexpr std::string_view FORMAT_LIST_CONVERSIONS = "sduf";
+
 /// `text` with its placeholders replaced.
 ///
 /// A placeholder is "%", optionally "(n)" naming the n-th argument (from 1), optionally a flag "-"
 /// or "0", a width and a precision (each at most FORMAT_MAX_WIDTH, larger ones are cut to it), an
-/// optional length modifier (h, l, ll, z: accepted, not needed), and one of s, d, i, u, x, X, c, f.
+/// optional length modifier (h, l, ll, z: accepted, not needed), and one of the `conversions`.
 /// "%%" prints one percent sign. A placeholder without an argument left prints nothing; an argument
 /// of another kind than the conversion wants is printed in its own natural form; "%n" and
 /// everything else after a percent sign prints as it stands. Never throws but for lack of memory.
 [[nodiscard]] std::string format_message(std::string_view text,
-                                         std::span<const FormatArgument> arguments);
+                                         std::span<const FormatArgument> arguments,
+                                         std::string_view conversions = FORMAT_CONVERSIONS);
 
 inline constexpr int FORMAT_MAX_WIDTH = 1024;
 /// Longest result, where it is cut: room for the longest value of a reply several times over, but a
@@ -79,9 +84,9 @@ int lsfdi(lsfctx*, lsfdsc*, int type, const FormatArgument& argument);
 int lsfdcnt(const lsfdsc*);
 /// Selects the language for the calling thread; null selects none. 0 on success.
 int lsfsli(lsfctx*, lxlang*);
-/// Formats a text with a descriptor into `buffer`, cut to fit. Returns the length, or a negative
-/// value (and an empty buffer) when the descriptor is null or holds fewer arguments than the text
-/// names.
+/// Formats a text with a descriptor into `buffer`, cut to fit, as format_message does with
+/// FORMAT_LIST_CONVERSIONS. Returns the length, or a negative value (and an empty buffer) when the
+/// descriptor is null.
 int lsfpd(lsfctx*, char* buffer, std::size_t size, std::string_view format, const lsfdsc*);
 /// Formats with inline arguments; returns the length.
 int lsfp(lsfctx*, char* buffer, std::size_t size, std::string_view format,

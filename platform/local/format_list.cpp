@@ -70,13 +70,14 @@ int lsfsli(lsfctx*, lxlang* language) {
 int lsfpd(lsfctx* context, char* buffer, std::size_t size, std::string_view format,
           const lsfdsc* list) {
     copy_cut(buffer, size, {});
-    if (list == nullptr || list->arguments.size() < arguments_named(format)) return -1;
+    if (list == nullptr) return -1;
     return lsfp(context, buffer, size, format, list->arguments);
 }
 
 int lsfp(lsfctx*, char* buffer, std::size_t size, std::string_view format,
          std::span<const FormatArgument> arguments) {
-    return static_cast<int>(copy_cut(buffer, size, format_message(format, arguments)));
+    return static_cast<int>(
+        copy_cut(buffer, size, format_message(format, arguments, FORMAT_LIST_CONVERSIONS)));
 }
 
 void lsfdrm(lsfctx*, lsfdsc* list) {

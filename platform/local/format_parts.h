@@ -10,8 +10,5 @@ struct lsfctx;
 /// The process's message-formatting context. Constant-initialised, never destroyed.
 lsfctx* default_format_context();
 
-/// How many arguments a text needs: the placeholders in order, or the highest one that is named.
-std::size_t arguments_named(std::string_view text);
-
 /// Length of the longest prefix of `text` of at most `limit` bytes that splits no UTF-8 sequence.
 std::size_t prefix_length(std::string_view text, std::size_t limit);

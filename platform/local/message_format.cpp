@@ -23,7 +23,8 @@ struct Placeholder {
 /// Reads one placeholder from the text after its percent sign.
 class PlaceholderReader {
 public:
-    explicit PlaceholderReader(std::string_view text) : m_text(text) {}
+    PlaceholderReader(std::string_view text, std::string_view conversions)
+        : m_text(text), m_conversions(conversions) {}
 
     std::optional<Placeholder> read() {
         Placeholder found;
@@ -33,7 +34,8 @@ public:
         found.width = readNumber(FORMAT_MAX_WIDTH);
         if (take('.')) found.precision = readNumber(FORMAT_MAX_WIDTH);
         skipLengthModifier();
-        if (std::strchr("sdiuxXcf", peek()) == nullptr || peek() == '\0') return std::nullopt;
+        if (peek() == '\0' || m_conversions.find(peek()) == std::string_view::npos)
+            return std::nullopt;
         found.conversion = m_text[m_at++];
         found.length = m_at;
         return found;
@@ -69,6 +71,7 @@ private:
     }
 
     std::string_view m_text;
+    std::string_view m_conversions;
     std::size_t m_at = 0;
 };
 
@@ -174,13 +177,13 @@ void appendPadded(std::string& out, const Piece& piece, const Placeholder& form)
 
 /// Walks over a text: plain pieces and placeholders in order.
 template <class Plain, class Fill>
-void walk(std::string_view text, Plain plain, Fill fill) {
+void walk(std::string_view text, std::string_view conversions, Plain plain, Fill fill) {
     while (!text.empty()) {
         const std::size_t percent = text.find('%');
         plain(text.substr(0, percent));
         if (percent == std::string_view::npos) return;
         text.remove_prefix(percent + 1);
-        if (const auto found = PlaceholderReader(text).read()) {
+        if (const auto found = PlaceholderReader(text, conversions).read()) {
             fill(*found);
             text.remove_prefix(found->length);
         } else {
@@ -201,24 +204,14 @@ std::size_t prefix_length(std::string_view text, std::size_t limit) {
     return byteAt(start) >= 0xC0 ? start : limit;
 }
 
-std::size_t arguments_named(std::string_view text) {
-    std::size_t inOrder = 0;
-    std::size_t highest = 0;
-    walk(
-        text, [](std::string_view) {},
-        [&](const Placeholder& form) {
-            highest = std::max(highest, form.position.value_or(++inOrder));
-        });
-    return std::max(inOrder, highest);
-}
-
-std::string format_message(std::string_view text, std::span<const FormatArgument> arguments) {
+std::string format_message(std::string_view text, std::span<const FormatArgument> arguments,
+                           std::string_view conversions) {
     std::string out;
     std::size_t next = 0;
     const auto append = [&out](std::string_view plain) {
         out.append(plain.substr(0, FORMAT_MAX_LENGTH - std::min(out.size(), FORMAT_MAX_LENGTH)));
     };
-    walk(text, append, [&](const Placeholder& form) {
+    walk(text, conversions, append, [&](const Placeholder& form) {
         // Position 0 names no argument: it wraps to an index beyond every list.
         const std::size_t index = form.position ? *form.position - 1 : next++;
         if (index >= arguments.size() || out.size() >= FORMAT_MAX_LENGTH) return;

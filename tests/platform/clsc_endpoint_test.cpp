@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -207,13 +208,17 @@ TEST(ClscListen, OnlyWhatADeadProcessLeftIsReplaced) {
 }
 
 TEST(ClscListen, OfManyStartersOneWins) {
-    for (int round = 0; round < 50; ++round) {
+    for (int round = 0; round < 100; ++round) {
         // Left behind by a dead process, so that every starter sees a reason to replace it.
         raw_listener(endpoint_path("race"), 1);
         std::vector<Handle> listeners(4);
         std::vector<std::thread> starters;
+        std::atomic<std::size_t> ready{0};
         for (Handle& listener : listeners)
-            starters.emplace_back([&listener] { listener = listen_at(ipc("race")); });
+            starters.emplace_back([&] {
+                for (++ready; ready != listeners.size();) std::this_thread::yield();
+                listener = listen_at(ipc("race"));
+            });
         for (std::thread& starter : starters) starter.join();
         EXPECT_EQ(std::count(listeners.begin(), listeners.end(), nullptr), 3);
         EXPECT_EQ(connect_result(ipc("race")), CLSC_OK);
@@ -224,12 +229,15 @@ TEST(ClscAnswer, LackOfDescriptorsIsSatOut) {
     const auto body = [] {
         const Handle listener = listen_at(ipc("poor"));
         const platform::Descriptor client = raw_client(endpoint_path("poor"));
-        std::thread relief([] {
-            nap(350);
+        std::atomic<bool> poor{false};
+        std::thread relief([&poor] {
+            while (!poor) nap(10);
+            nap(300);
             for (int fd = 60; fd < 64; ++fd) close(fd);
         });
         nap(50); // starting a thread may itself take descriptors
         use_up_descriptors();
+        poor = true;
         int result = -1;
         answer(listener, &result, 0);
         const bool told = result == CLSC_FATAL;

@@ -119,7 +119,7 @@ TEST(CopyCut, NeverSplitsACharacter) {
     EXPECT_STREQ("abc", buffer.c_str());
 }
 
-TEST(FormatList, OwnsItsArgumentsAndRefusesTooFewOrUnfitOnes) {
+TEST(FormatList, OwnsItsArgumentsAndRefusesUnfitOnes) {
     auto* const context = static_cast<lsfctx*>(clsgGet(CLSG_LSF));
     lsfdsc* const list = lsfdl(context);
     for (int item = 0; item < 20; ++item)
@@ -131,7 +131,9 @@ TEST(FormatList, OwnsItsArgumentsAndRefusesTooFewOrUnfitOnes) {
     char buffer[64];
     EXPECT_EQ(17, lsfpd(context, buffer, sizeof buffer, "%s, %(21)d %s", list));
     EXPECT_STREQ("text 0, -3 text 1", buffer);
-    EXPECT_GT(0, lsfpd(context, buffer, sizeof buffer, "%(22)s", list));
+    EXPECT_EQ(12, lsfpd(context, buffer, sizeof buffer, "%x%(22)s %s %i", list));
+    EXPECT_STREQ("%x text 0 %i", buffer);
+    EXPECT_GT(0, lsfpd(context, buffer, sizeof buffer, "%s", nullptr));
     EXPECT_STREQ("", buffer);
     lsfdrm(context, list);
 }
