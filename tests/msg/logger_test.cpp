@@ -1,9 +1,7 @@
-#include "platform/include/process.h"
 #include "tav/msg/EventMgr.h"
 #include "tav/msg/TavLogger.h"
 #include "tests/cmd/child_run.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -89,29 +87,4 @@ TEST(Logger, WithoutEventLibraryAPostedTextIsToldAsFailed) {
     };
     expect(ROUTE_STDERR, posted, 2, "",
            "Error creating connection to post event \"e\" return code = 1\n" + reason);
-}
-
-TEST(Logger, OutputThatNobodyReceivesIsToldOnceAndFailsTheRun) {
-    const auto check = [](int code, int status, const char* reason, void (*open_output)()) {
-        const auto body = [&](TavLogger& logger) {
-            scls_ignore_broken_pipes();
-            open_output();
-            logger.setRtnCode(code);
-            logger.append("listing\n");
-            logger.logOrigProc();
-            logger.logOrigProc();
-        };
-        expect(ROUTE_STDOUT, body, status, "",
-               std::string("vorn_stat: cannot write standard output: ") + reason + "\n");
-    };
-    const auto full = [] { dup2(open("/dev/full", O_WRONLY), STDOUT_FILENO); };
-    check(0, 1, "No space left on device", full);
-    check(150, 150, "No space left on device", full);
-    check(0, 1, "Bad file descriptor", [] { close(STDOUT_FILENO); });
-    check(0, 1, "Broken pipe", [] {
-        int ends[2] = {};
-        if (pipe(ends) != 0) std::abort();
-        dup2(ends[1], STDOUT_FILENO);
-        close(ends[0]);
-    });
 }
