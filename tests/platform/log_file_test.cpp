@@ -1,16 +1,13 @@
-#include "platform/include/clock.h"
 #include "platform/include/diagnostics.h"
 #include "platform/local/log_file.h"
 #include "tests/platform/node_support.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -144,31 +141,6 @@ TEST_F(LogFileTest, FailsQuietlyWhereItCannotWrite) {
     EXPECT_EQ("", read_file(m_folder + "/target"));
 }
 
-TEST_F(LogFileTest, GoesOnInOneFileWhenItCannotBePutAside) {
-    fs::create_directories(numbered(LogFile::LOG_FILE_KEPT) + "/x"); // no file can take this name
-    write_file(numbered(LogFile::LOG_FILE_KEPT - 1), "older\n");
-    write_file(numbered(1), "old\n");
-    LogFile log(m_path, 10);
-    EXPECT_TRUE(log.append("12345678\n") && log.append("abcdefgh\n"));
-    EXPECT_EQ("12345678\nabcdefgh\n", content(0));
-    EXPECT_EQ("old\n", content(1));
-}
-
-TEST_F(LogFileTest, RespectsTheProcessFileLimit) {
-    const int status = run_in_child([&] {
-        const rlimit limit{50, 50};
-        setrlimit(RLIMIT_FSIZE, &limit);
-        LogFile log(m_path, 1'000'000);
-        const auto append = [&](char c, std::size_t size) {
-            return log.append(std::string(size, c) + "\n");
-        };
-        return append('a', 39) && append('b', 39) && !append('c', 60) ? 0 : 1;
-    });
-    EXPECT_EQ(0, status);
-    EXPECT_EQ(std::string(39, 'b') + "\n", content(1));
-    EXPECT_EQ("", content(0)) << "no part of a line that cannot fit";
-}
-
 TEST(Diagnostics, LinesHaveTimeProcessAndComponent) {
     const clsdcomp* const component = clsdcompreg("a test", "DIAGTEST", 0, 0, 3, nullptr);
     EXPECT_EQ(17, clsdprint(component, 3, "marker one\nforged"));
@@ -193,42 +165,4 @@ TEST(Diagnostics, LevelsFilterLines) {
     clsdprint(component, 2, "filtered-out");
     EXPECT_EQ(1U, loggedLines("let-through").size());
     EXPECT_EQ(0U, loggedLines("filtered-out").size());
-}
-
-TEST(Diagnostics, LongTextsAreTakenInPieces) {
-    const std::string text = "long-text " + std::string(CLSD_MAX_LINE, 'x');
-    EXPECT_EQ(static_cast<int>(CLSD_MAX_LINE), clsdprint(nullptr, 0, text));
-    EXPECT_EQ(static_cast<int>(CLSD_MAX_LINE), clsdprintft(nullptr, 0, "%s", text.c_str()));
-    EXPECT_EQ(2U, loggedLines("long-text").size());
-}
-
-TEST(Diagnostics, UnusableLogIsSilentAndFast) {
-    const std::string folder = test_folder() + "/log";
-    const std::string output = test_folder() + "/output";
-    fs::rename(folder, folder + ".away");
-    write_file(folder, "a file where the folder should be");
-    const int status = run_in_child([&] {
-        for (const int stream : {STDOUT_FILENO, STDERR_FILENO})
-            dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), stream);
-        const std::uint64_t before = sltrgatime64();
-        errno = EXDEV;
-        for (int line = 0; line < 1000; ++line)
-            if (clsdprint(nullptr, 0, "a line") != 6 || errno != EXDEV) return 1;
-        return sltrgatime64() - before < 2000 ? 0 : 2;
-    });
-    EXPECT_EQ(0, status);
-    EXPECT_EQ("", read_file(output));
-    fs::remove(folder);
-    fs::rename(folder + ".away", folder);
-}
-
-TEST(Diagnostics, ProgramNameIsMadeSafe) {
-    const int status = run_in_child([] {
-        static char name[] = "../../evil name";
-        program_invocation_short_name = name;
-        char path[4096];
-        if (clsdget_logname(path, 10) == 0 || clsdget_logname(path, sizeof path) != 0) return 1;
-        return path == test_folder() + "/log/_._.._evil_name.log" ? 0 : 2;
-    });
-    EXPECT_EQ(0, status);
 }

