@@ -25,9 +25,8 @@ using Bytes = std::vector<unsigned char>;
 class LogSince {
 public:
     LogSince();
-    [[nodiscard]] std::string text() const;
-    /// Whether a line begins so and ends so.
-    [[nodiscard]] bool has(const std::string& beginning, std::string_view end = {}) const;
+    /// Whether a line begins so.
+    [[nodiscard]] bool has(const std::string& beginning) const;
 
 private:
     std::size_t m_start;

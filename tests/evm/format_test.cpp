@@ -22,12 +22,6 @@ std::string byTemplate(EvmEvent_t event, const char* form) {
     return text;
 }
 
-std::string variable(EvmEvent_t event, const char* name, EvmBoolean_t translate = EvmTRUE) {
-    char text[AREA];
-    EvmVarFormat(event, name, text, sizeof text, translate);
-    return text;
-}
-
 std::string wrapped(std::string_view text, std::size_t width, std::size_t indent) {
     char out[AREA];
     evm::TextBuffer buffer(out, sizeof out);
@@ -58,7 +52,7 @@ TEST(Template, OfTheEventItself) {
         {"$ $} @ @@name ${}", "$ $} @ @a.b $"},
         {"\\$x \\\\ \\a end\\", "$x \\ a end"},
         {"a\tb\x01\x7f", "a b##"},
-        {"\xC3\xA4\xFF", "\xC3\xA4#"},
+        {"\xC3\xA4\xFF\xE2\x82\xAC\xED\xA0\x80\xC2\x80\xC3", "\xC3\xA4#\xE2\x82\xAC#####"},
         {"%s %n $x%5", "%s %n val%5"},
         {"", ""},
     };
@@ -93,16 +87,12 @@ TEST(Template, OfTheCaller) {
 
 TEST(Template, KnowsRepetitionAndItsOption) {
     const Event event(eventWithFormat("text"));
-    struct {
-        int count;
-        const char* prefix;
-    } const cases[] = {{0, ""}, {1, ""}, {2, "[2 times] "}, {1000, "[1000 times] "}};
-    for (const auto& c : cases) {
-        EvmItemSetVa(event, EvmITEM_REPEAT_COUNT, c.count, EvmITEM_NONE);
-        EXPECT_EQ(oneLine(event), std::string(c.prefix) + "text");
-        EXPECT_EQ(oneLine(event, EvmFORMAT_NO_REPEAT_COUNT), "text");
-        EXPECT_EQ(byTemplate(event, "<@@>"), "<" + std::string(c.prefix) + "text>");
-    }
+    EvmItemSetVa(event, EvmITEM_REPEAT_COUNT, 1, EvmITEM_NONE);
+    EXPECT_EQ(oneLine(event), "text");
+    EvmItemSetVa(event, EvmITEM_REPEAT_COUNT, 2, EvmITEM_NONE);
+    EXPECT_EQ(oneLine(event), "[2 times] text");
+    EXPECT_EQ(oneLine(event, EvmFORMAT_NO_REPEAT_COUNT), "text");
+    EXPECT_EQ(byTemplate(event, "<@@>"), "<[2 times] text>");
 }
 
 TEST(DefaultLine, ListsNameAndVariables) {
@@ -135,16 +125,10 @@ TEST(Buffer, OfEverySizeIsTerminatedAndNeverOverrun) {
         if (fits == whole.find('\xC3') + 1) --fits;
         EXPECT_EQ(text, whole.substr(0, fits));
     }
-    EXPECT_EQ(EvmEventFormatAsDefault(text, 0, event), EvmERROR_INVALID_VALUE);
-    EXPECT_EQ(EvmEventFormatFromTemplate(text, 0, "x", event), EvmERROR_INVALID_VALUE);
-    EXPECT_EQ(EvmEventFormatFromTemplate(text, 4, "abcdef", event), EvmERROR_NONE);
-    EXPECT_STREQ(text, "abc");
     EXPECT_EQ(EvmEventFormatFromTemplate(text, 1, "abcdef", event), EvmERROR_NONE);
     EXPECT_STREQ(text, "");
     EXPECT_EQ(EvmEventFormatFromTemplate(text, 8, "$x%9999|", event), EvmERROR_NONE);
     EXPECT_STREQ(text, "val    ");
-    EXPECT_EQ(EvmEventFormatFromTemplate(text, 8, nullptr, event), EvmERROR_INVALID_ARGUMENT);
-    EXPECT_EQ(EvmEventFormat(nullptr, 8, event), EvmERROR_INVALID_ARGUMENT);
 }
 
 TEST(Values, OfItems) {
@@ -156,15 +140,12 @@ TEST(Values, OfItems) {
         return std::string(text);
     };
     EXPECT_EQ(format(EvmITEM_HOST_IP, 0x0100007F), "127.0.0.1");
-    EXPECT_EQ(format(EvmITEM_CLUSTER_IP, 0xFFFEFDFC), "252.253.254.255");
     EXPECT_EQ(format(EvmITEM_TIMESTAMP, 86399), "01-Jan-1970 23:59:59");
     EXPECT_EQ(format(EvmITEM_LAST_TIMESTAMP, UINT64_MAX), "18446744073709551615");
-    EXPECT_EQ(format(EvmITEM_LAST_TIMESTAMP, INT64_MAX), "9223372036854775807");
     EXPECT_EQ(format(EvmITEM_PID, static_cast<std::uint64_t>(-5)), "-5");
     EXPECT_EQ(format(EvmITEM_EVENT_ID, 0xFFFFFFFF), "-1");
     EXPECT_EQ(format(EvmITEM_REPEAT_COUNT, 0xFFFFFFFF), "4294967295");
     EXPECT_EQ(format(EvmITEM_KERNEL_ONLY, 1, 6), "True  ");
-    EXPECT_EQ(format(EvmITEM_PRIORITY, 12, 1), "12");
     EXPECT_EQ(format(EvmITEM_VAR, 1), "Unknown item id 23");
     EXPECT_EQ(format(EvmITEM_NONE, 1, std::numeric_limits<int>::max()).size(), AREA - 1);
     EvmItemValue_t value{};
@@ -188,12 +169,13 @@ TEST(Values, OfVariables) {
     EXPECT_EQ(byTemplate(event, "$b $c [$c0] $i16 $i32 $i64 $u8 $u16 $u32 $u64 $f $d $o"),
               "True A [] -2 -2147483648 -9223372036854775808 255 65535 4294967295 "
               "18446744073709551615 0.1 3.3333333e+99 [OPAQUE VALUE: 3 bytes]");
-    EXPECT_EQ(variable(event, "s"), "a b#");
-    EXPECT_EQ(variable(event, "s", EvmFALSE), "a\tb\x02");
-    EXPECT_EQ(variable(event, "nope"), "$nope");
-    char text[4];
+    char text[5];
+    EvmVarFormat(event, "s", text, sizeof text, EvmTRUE);
+    EXPECT_STREQ(text, "a b#");
+    EvmVarFormat(event, "s", text, sizeof text, EvmFALSE);
+    EXPECT_STREQ(text, "a\tb\x02");
     EXPECT_EQ(EvmVarFormat(event, "nope", text, sizeof text, EvmTRUE), EvmERROR_NOT_PRESENT);
-    EXPECT_STREQ(text, "$no");
+    EXPECT_STREQ(text, "$nop");
 }
 
 TEST(Values, OfAnyLengthComeOnTheHeap) {
@@ -207,20 +189,15 @@ TEST(Values, OfAnyLengthComeOnTheHeap) {
     EXPECT_EQ(EvmVarFormat2(event, "nope", &text), EvmERROR_NOT_PRESENT);
     EXPECT_STREQ(text, "$nope");
     std::free(text);
-    const AllocationLimit limit(0);
-    EXPECT_EQ(EvmVarFormat2(event, "s", &text), EvmERROR_NO_MEMORY);
-    EXPECT_EQ(text, nullptr);
 }
 
 TEST(Wrap, BreaksAtSpacesOrHard) {
     EXPECT_EQ(wrapped("aaaa bbbb cccc", 10, 4), "aaaa \n    bbbb \n    cccc");
     EXPECT_EQ(wrapped("abcdefghijklm", 10, 4), "abcdef\n    ghijkl\n    m");
-    EXPECT_EQ(wrapped("abcdef", 10, 4), "abcdef");
     EXPECT_EQ(wrapped("ab cdefghij", 10, 4), "ab \n    cdefgh\n    ij");
     EXPECT_EQ(wrapped("a bc defg", 10, 4), "a bc \n    defg") << "the last space that leaves room";
     EXPECT_EQ(wrapped("abcdef    gh", 10, 4), "abcdef\n    gh");
     EXPECT_EQ(wrapped("  one  \n two\t\n", 20, 2), "one\n  two\n  ");
-    EXPECT_EQ(wrapped("a\x01\tb", 20, 2), "a# b");
     EXPECT_EQ(wrapped("\xC3\xA4\xC3\xA4\xC3\xA4", 3, 1), "\xC3\xA4\xC3\xA4\n \xC3\xA4");
     EXPECT_EQ(wrapped("ab", 2, 1), "a\n b");
     for (const std::size_t indent : {10U, 11U, 400U})
@@ -230,40 +207,17 @@ TEST(Wrap, BreaksAtSpacesOrHard) {
 TEST(Characters, ArePrintableByTheirCharacterSet) {
     const evm::CharacterSet utf8("C.UTF-8");
     const evm::CharacterSet ascii("C");
-    struct {
-        const char* text;
-        std::size_t length;
-        std::string_view form;
-        std::string_view asciiForm;
-    } const cases[] = {
-        {"a", 1, "a", "a"},
-        {" ", 1, " ", " "},
-        {"\n", 1, " ", " "},
-        {"\x1b", 1, "#", "#"},
-        {"\x7f", 1, "#", "#"},
-        {"\xC3\xA4x", 2, "\xC3\xA4", "#"},
-        {"\xC3", 1, "#", "#"},
-        {"\xC2\x80x", 2, "#", "#"},
-        {"\xE2\x82\xAC", 3, "\xE2\x82\xAC", "#"},
-        {"\xED\xA0\x80", 1, "#", "#"}, // a surrogate is no character
-        {"\xFFx", 1, "#", "#"},
-    };
-    for (const auto& c : cases) {
-        const evm::Character character = utf8.first(c.text);
-        EXPECT_EQ(character.length, c.length) << c.text;
-        EXPECT_EQ(evm::printableForm(character, c.text), c.form);
-        EXPECT_EQ(evm::printableForm(ascii.first(c.text), c.text), c.asciiForm);
-    }
+    EXPECT_EQ(evm::printableForm(ascii.first("\xC3\xA4x"), "\xC3\xA4x"), "#");
     EXPECT_EQ(utf8.count("\xC3\xA4-\xFF"), 3U);
     EXPECT_EQ(ascii.count("\xC3\xA4-\xFF"), 4U);
     EXPECT_EQ(evm::CharacterSet("no_SUCH.locale").first("\xC3\xA4").printable, false);
 }
 
-std::string dump(EvmEvent_t event) {
+std::string dump(EvmEvent_t event, EvmStatus_t wanted = EvmERROR_NONE) {
     char* text = nullptr;
     std::size_t size = 0;
     std::FILE* const stream = open_memstream(&text, &size);
-    EXPECT_EQ(EvmEventDump(event, stream), EvmERROR_NONE);
+    EXPECT_EQ(EvmEventDump(event, stream), wanted);
     std::fclose(stream);
     std::string result(text, size);
     std::free(text);
@@ -307,37 +261,25 @@ TEST(Dump, SaysThatThereAreNoVariables) {
     EXPECT_EQ(dump(event), "\nFormatted Message:\n    Unformatted event \"a.b\":\n"
                            "\nEvent Data Items:\n    Event Name        : a.b\n"
                            "\nVariable Items:\n    None\n");
-    EXPECT_EQ(EvmEventDump(event, nullptr), EvmERROR_INVALID_ARGUMENT);
 }
 
 TEST(Dump, StopsAtAnItemThatCannotBeRead) {
     const Event event(make_event("a.b"));
     const auto record = evm::recordOf(*event);
     evm::store<std::uint32_t>(record, 60, 1U << EvmITEM_REF); // but there is no such block
-    char* text = nullptr;
-    std::size_t size = 0;
-    std::FILE* const stream = open_memstream(&text, &size);
-    EXPECT_EQ(EvmEventDump(event, stream), EvmERROR_NOT_PRESENT);
-    std::fclose(stream);
-    EXPECT_TRUE(std::string_view(text).ends_with(
-        "\nEvent Data Items:\nEvmEventDump: Failed to get item - 4\n"));
-    std::free(text);
+    EXPECT_TRUE(dump(event, EvmERROR_NOT_PRESENT)
+                    .ends_with("\nEvent Data Items:\nEvmEventDump: Failed to get item - 4\n"));
 }
 
 TEST(Status, HasItsText) {
     char text[AREA];
-    EXPECT_EQ(EvmStatusTextGet(EvmERROR_NONE, text, sizeof text), EvmERROR_NONE);
-    EXPECT_STREQ(text, "Operation succeeded");
     EXPECT_EQ(EvmStatusTextGet(EvmERROR_CONNECTION_REFUSED, text, sizeof text), EvmERROR_NONE);
     EXPECT_STREQ(text, "EVM daemon refused connection");
     EXPECT_EQ(EvmStatusTextGet(EvmERROR_TOO_MANY_ITEMS, text, 4), EvmERROR_NONE);
     EXPECT_STREQ(text, "Too");
-    EXPECT_EQ(EvmStatusTextGet(EvmERROR_NONE, text, 0), EvmERROR_NONE);
-    EXPECT_STREQ(text, "Too");
-    for (const int status : {-1, 36, 1000})
+    for (const int status : {-1, 36})
         EXPECT_EQ(EvmStatusTextGet(static_cast<EvmStatus_t>(status), text, sizeof text),
                   EvmERROR_INVALID_ARGUMENT);
-    EXPECT_EQ(EvmStatusTextGet(EvmERROR_NONE, nullptr, 1), EvmERROR_INVALID_ARGUMENT);
 }
 
 TEST(Messages, AreNeverTakenAsAFormat) {

@@ -24,95 +24,86 @@ std::uint32_t presenceOf(EvmEvent_t event) {
 
 TEST(Record, HeaderItemsLieWhereTheirReadersLook) {
     constexpr auto LARGE = std::int64_t{0x1122334455667788};
-    struct {
-        EvmEvent_t event;
-        EvmItemId_t id;
-        std::size_t offset;
-        std::string_view bytes;
-    } const layouts[] = {
-        {eventOf(EvmITEM_KERNEL_ONLY, EvmTRUE), EvmITEM_KERNEL_ONLY, 56, "04000000"},
-        {eventOf(EvmITEM_KERNEL_ONLY, EvmFALSE), EvmITEM_KERNEL_ONLY, 56, "00000000"},
-        {eventOf(EvmITEM_CLUSTER_EVENT, 1), EvmITEM_CLUSTER_EVENT, 56, "02000000"},
-        {eventOf(EvmITEM_PRIORITY, 700), EvmITEM_PRIORITY, 72, "bc020000"},
-        {eventOf(EvmITEM_PRIORITY, 0x10005), EvmITEM_PRIORITY, 72, "05000000"},
-        {eventOf(EvmITEM_PID, LARGE), EvmITEM_PID, 80, "8877665544332211"},
-        {eventOf(EvmITEM_PPID, std::int64_t{-2}), EvmITEM_PPID, 96, "feffffffffffffff"},
-        {eventOf(EvmITEM_EVENT_ID, 0x01020304), EvmITEM_EVENT_ID, 76, "04030201"},
-        {eventOf(EvmITEM_MEMBER_ID, -3), EvmITEM_MEMBER_ID, 88, "fdffffff00000000"},
-        {eventOf(EvmITEM_TIMESTAMP, LARGE), EvmITEM_TIMESTAMP, 64, "8877665544332211"},
-        {eventOf(EvmITEM_HOST_IP, 0x0100007F), EvmITEM_HOST_IP, 104, "7f000001"},
-    };
-    for (const auto& layout : layouts) {
-        SCOPED_TRACE(layout.bytes);
-        const Event event(layout.event);
-        EXPECT_EQ(presenceOf(event), 1U << layout.id);
-        EXPECT_EQ(headerHex(event, layout.offset, layout.bytes.size() / 2), layout.bytes);
+    const auto expectAt = [](EvmItemId_t id, auto value, std::size_t offset,
+                             std::string_view bytes) {
+        SCOPED_TRACE(bytes);
+        const Event event(eventOf(id, value));
+        EXPECT_EQ(presenceOf(event), 1U << id);
+        EXPECT_EQ(headerHex(event, offset, bytes.size() / 2), bytes);
         EXPECT_EQ(body_hex(event), "");
-    }
+    };
+    expectAt(EvmITEM_KERNEL_ONLY, EvmTRUE, 56, "04000000");
+    expectAt(EvmITEM_CLUSTER_EVENT, 1, 56, "02000000");
+    expectAt(EvmITEM_PRIORITY, 700, 72, "bc020000");
+    expectAt(EvmITEM_PRIORITY, 0x10005, 72, "05000000");
+    expectAt(EvmITEM_PID, LARGE, 80, "8877665544332211");
+    expectAt(EvmITEM_PPID, std::int64_t{-2}, 96, "feffffffffffffff");
+    expectAt(EvmITEM_EVENT_ID, 0x01020304, 76, "04030201");
+    expectAt(EvmITEM_MEMBER_ID, -3, 88, "fdffffff00000000");
+    expectAt(EvmITEM_TIMESTAMP, LARGE, 64, "8877665544332211");
+    expectAt(EvmITEM_HOST_IP, 0x0100007F, 104, "7f000001");
 }
 
-TEST(Record, EveryBodyItemAndVariableTypeHasItsBlock) {
+/// The body is what is given, its item is marked as present, and the record's size agrees.
+void expectBody(EvmEvent_t owned, const std::string& body) {
+    SCOPED_TRACE(body);
+    const Event event(owned);
+    EXPECT_EQ(body_hex(event), body);
+    EXPECT_EQ(presenceOf(event), 1U << std::to_integer<unsigned>(from_hex(body)[0]));
+    EXPECT_EQ(evm::controlSize(evm::recordOf(*event)), evm::HEADER_SIZE + from_hex(body).size());
+}
+
+TEST(Record, EveryBodyItemHasItsBlock) {
+    constexpr auto LARGE = std::int64_t{0x0102030405060708};
+    expectBody(eventOf(EvmITEM_NAME, "a.b"), "0100000010000000 612e620000000000");
+    expectBody(eventOf(EvmITEM_REPEAT_COUNT, 5), "0c00000010000000 0500000000000000");
+    expectBody(eventOf(EvmITEM_LAST_TIMESTAMP, LARGE), "0d00000010000000 0807060504030201");
+    expectBody(eventOf(EvmITEM_I18N_MSG_ID, -1), "0e00000010000000 ffffffff00000000");
+    expectBody(eventOf(EvmITEM_I18N_SET_ID, 7), "0f00000010000000 0700000000000000");
+    expectBody(eventOf(EvmITEM_I18N_CATALOG, "1234567"), "1000000010000000 3132333435363700");
+    expectBody(eventOf(EvmITEM_CLUSTER_IP, 1), "1100000010000000 0100000000000000");
+    expectBody(eventOf(EvmITEM_HOST_NAME, "12345678"),
+               "1200000018000000 3132333435363738 0000000000000000");
+    expectBody(eventOf(EvmITEM_CLUSTER_NAME, ""), "1300000010000000 0000000000000000");
+    expectBody(eventOf(EvmITEM_USER_NAME, "u"), "1400000010000000 7500000000000000");
+    expectBody(eventOf(EvmITEM_FORMAT, "$x"), "1500000010000000 2478000000000000");
+    expectBody(eventOf(EvmITEM_REF, "r"), "1600000010000000 7200000000000000");
+}
+
+TEST(Record, EveryVariableTypeHasItsBlock) {
     struct {
         EvmEvent_t event;
-        std::string_view body;
+        std::string_view type;
+        std::string_view length;
+        std::string_view value;
     } const layouts[] = {
-        {eventOf(EvmITEM_NAME, "a.b"), "0100000010000000 612e620000000000"},
-        {eventOf(EvmITEM_REPEAT_COUNT, 5), "0c00000010000000 0500000000000000"},
-        {eventOf(EvmITEM_LAST_TIMESTAMP, std::int64_t{0x0102030405060708}),
-         "0d00000010000000 0807060504030201"},
-        {eventOf(EvmITEM_I18N_MSG_ID, -1), "0e00000010000000 ffffffff00000000"},
-        {eventOf(EvmITEM_I18N_SET_ID, 7), "0f00000010000000 0700000000000000"},
-        {eventOf(EvmITEM_I18N_CATALOG, "1234567"), "1000000010000000 3132333435363700"},
-        {eventOf(EvmITEM_CLUSTER_IP, 1), "1100000010000000 0100000000000000"},
-        {eventOf(EvmITEM_HOST_NAME, "12345678"),
-         "1200000018000000 3132333435363738 0000000000000000"},
-        {eventOf(EvmITEM_CLUSTER_NAME, ""), "1300000010000000 0000000000000000"},
-        {eventOf(EvmITEM_USER_NAME, "u"), "1400000010000000 7500000000000000"},
-        {eventOf(EvmITEM_FORMAT, "$x"), "1500000010000000 2478000000000000"},
-        {eventOf(EvmITEM_REF, "r"), "1600000010000000 7200000000000000"},
-        {eventOf(EvmITEM_VAR_BOOLEAN, "n", EvmTRUE),
-         "1700000028000000 0100000002000000 0100000000000000 6e00000000000000 0100000000000000"},
-        {eventOf(EvmITEM_VAR_CHAR, "n", 'A'),
-         "1700000028000000 0200000002000000 0100000000000000 6e00000000000000 4100000000000000"},
-        {eventOf(EvmITEM_VAR_INT16, "n", -2),
-         "1700000028000000 0300000002000000 0200000000000000 6e00000000000000 feff000000000000"},
-        {eventOf(EvmITEM_VAR_INT32, "n", -2),
-         "1700000028000000 0400000002000000 0400000000000000 6e00000000000000 feffffff00000000"},
-        {eventOf(EvmITEM_VAR_INT64, "n", std::int64_t{-2}),
-         "1700000028000000 0500000002000000 0800000000000000 6e00000000000000 feffffffffffffff"},
-        {eventOf(EvmITEM_VAR_UINT8, "n", 0x1FF),
-         "1700000028000000 0600000002000000 0100000000000000 6e00000000000000 ff00000000000000"},
-        {eventOf(EvmITEM_VAR_UINT16, "n", 0x1FFFE),
-         "1700000028000000 0700000002000000 0200000000000000 6e00000000000000 feff000000000000"},
-        {eventOf(EvmITEM_VAR_UINT32, "n", 0x01020304),
-         "1700000028000000 0800000002000000 0400000000000000 6e00000000000000 0403020100000000"},
-        {eventOf(EvmITEM_VAR_UINT64, "n", UINT64_MAX),
-         "1700000028000000 0900000002000000 0800000000000000 6e00000000000000 ffffffffffffffff"},
-        {eventOf(EvmITEM_VAR_FLOAT, "n", 1.5),
-         "1700000028000000 0a00000002000000 0400000000000000 6e00000000000000 0000c03f00000000"},
-        {eventOf(EvmITEM_VAR_DOUBLE, "n", 1.5),
-         "1700000028000000 0b00000002000000 0800000000000000 6e00000000000000 000000000000f83f"},
-        {eventOf(EvmITEM_VAR_STRING, "n", ""),
-         "1700000028000000 0c00000002000000 0100000000000000 6e00000000000000 0000000000000000"},
-        {eventOf(EvmITEM_VAR_STRING_I18N, "n", "12345678", 9),
-         "1700000030000000 0c00000002000000 0900000009000000 6e00000000000000 3132333435363738 "
-         "0000000000000000"},
-        {eventOf(EvmITEM_VAR_OPAQUE, "n", "\1\2\3", 3),
-         "1700000028000000 0d00000002000000 0300000000000000 6e00000000000000 0102030000000000"},
-        {eventOf(EvmITEM_VAR_OPAQUE, "n", nullptr, 0),
-         "1700000020000000 0d00000002000000 0000000000000000 6e00000000000000"},
-        {eventOf(EvmITEM_VAR_CHAR, "n1234567", 'A'),
-         "1700000030000000 0200000009000000 0100000000000000 6e31323334353637 0000000000000000 "
-         "4100000000000000"},
+        {eventOf(EvmITEM_VAR_BOOLEAN, "n", EvmTRUE), "01", "01", "0100000000000000"},
+        {eventOf(EvmITEM_VAR_CHAR, "n", 'A'), "02", "01", "4100000000000000"},
+        {eventOf(EvmITEM_VAR_INT16, "n", -2), "03", "02", "feff000000000000"},
+        {eventOf(EvmITEM_VAR_INT32, "n", -2), "04", "04", "feffffff00000000"},
+        {eventOf(EvmITEM_VAR_INT64, "n", std::int64_t{-2}), "05", "08", "feffffffffffffff"},
+        {eventOf(EvmITEM_VAR_UINT8, "n", 0x1FF), "06", "01", "ff00000000000000"},
+        {eventOf(EvmITEM_VAR_UINT16, "n", 0x1FFFE), "07", "02", "feff000000000000"},
+        {eventOf(EvmITEM_VAR_UINT32, "n", 0x01020304), "08", "04", "0403020100000000"},
+        {eventOf(EvmITEM_VAR_UINT64, "n", UINT64_MAX), "09", "08", "ffffffffffffffff"},
+        {eventOf(EvmITEM_VAR_FLOAT, "n", 1.5), "0a", "04", "0000c03f00000000"},
+        {eventOf(EvmITEM_VAR_DOUBLE, "n", 1.5), "0b", "08", "000000000000f83f"},
+        {eventOf(EvmITEM_VAR_STRING, "n", ""), "0c", "01", "0000000000000000"},
+        {eventOf(EvmITEM_VAR_OPAQUE, "n", "\1\2\3", 3), "0d", "03", "0102030000000000"},
     };
-    for (const auto& layout : layouts) {
-        SCOPED_TRACE(layout.body);
-        const Event event(layout.event);
-        EXPECT_EQ(body_hex(event), layout.body);
-        EXPECT_EQ(presenceOf(event), 1U << std::to_integer<unsigned>(from_hex(layout.body)[0]));
-        EXPECT_EQ(evm::controlSize(evm::recordOf(*event)),
-                  evm::HEADER_SIZE + from_hex(layout.body).size());
-    }
+    for (const auto& layout : layouts)
+        expectBody(layout.event, "1700000028000000 " + std::string(layout.type) +
+                                     "00000002000000 " + std::string(layout.length) +
+                                     "00000000000000 6e00000000000000 " +
+                                     std::string(layout.value));
+    expectBody(eventOf(EvmITEM_VAR_STRING_I18N, "n", "12345678", 9),
+               "1700000030000000 0c00000002000000 0900000009000000 6e00000000000000 "
+               "3132333435363738 0000000000000000");
+    expectBody(eventOf(EvmITEM_VAR_OPAQUE, "n", nullptr, 0),
+               "1700000020000000 0d00000002000000 0000000000000000 6e00000000000000");
+    expectBody(eventOf(EvmITEM_VAR_CHAR, "n1234567", 'A'),
+               "1700000030000000 0200000009000000 0100000000000000 6e31323334353637 "
+               "0000000000000000 4100000000000000");
 }
 
 TEST(Record, IsPreparedForWritingByteForByte) {
@@ -167,22 +158,13 @@ TEST(Record, OldVersionIsTranslated) {
     EXPECT_EQ(record_bytes(summed), record_bytes(event));
     old[64] = std::byte{1};
     EXPECT_EQ(evm::_evmEventWrap(old, summed.out()), EvmERROR_INVALID_VALUE);
-
-    // Without a body there is nothing where the extension would be.
-    RecordBytes bare(old.begin(), old.begin() + 112);
-    put<std::uint32_t>(bare, 52, 112);
-    put<std::uint32_t>(bare, 56, 0);
-    put<std::uint32_t>(bare, 60, 0);
-    Event empty;
-    ASSERT_EQ(evm::_evmEventWrap(bare, empty.out()), EvmERROR_NONE);
-    EXPECT_EQ(evm::recordOf(*empty).size(), 120U);
 }
 
-/// Builds a package from an item list.
-EvmStatus_t build(evm::ItemPackage& package, evm::PackageKind kind, ...) {
+/// Builds a relocatable package from an item list.
+EvmStatus_t build(evm::ItemPackage& package, ...) {
     va_list list;
-    va_start(list, kind);
-    const EvmStatus_t status = package.build(list, kind);
+    va_start(list, package);
+    const EvmStatus_t status = package.build(list, evm::PackageKind::RELOCATABLE);
     va_end(list);
     return status;
 }
@@ -191,27 +173,18 @@ TEST(Package, RelocatableOneHoldsCopiesOfEverything) {
     char name[] = "a.b";
     char text[] = "value";
     char data[] = "\x01\x02";
-    evm::ItemPackage plain;
-    evm::ItemPackage copied;
-    for (auto* const package : {&plain, &copied}) {
-        const auto kind =
-            package == &plain ? evm::PackageKind::PLAIN : evm::PackageKind::RELOCATABLE;
-        ASSERT_EQ(build(*package, kind, EvmITEM_NAME, name, EvmITEM_VAR_STRING, "s", text,
-                        EvmITEM_VAR_OPAQUE, "o", data, 2, EvmITEM_PRIORITY, 5, EvmITEM_NONE),
-                  EvmERROR_NONE);
-    }
-    // 48 for the header and for each of 4 entries, 16 of trailer; copied: 4, 2 + 6, 2 + 2.
-    EXPECT_EQ(plain.header().size, 5U * 48 + 16);
-    EXPECT_EQ(copied.header().size, 5U * 48 + 16 + 16);
-    EXPECT_EQ(copied.header().trailer_p->magic, 0x92F1E021);
-    EXPECT_EQ(copied.header().magic, 0x80CE3912);
+    evm::ItemPackage package;
+    ASSERT_EQ(build(package, EvmITEM_NAME, name, EvmITEM_VAR_STRING, "s", text, EvmITEM_VAR_OPAQUE,
+                    "o", data, 2, EvmITEM_PRIORITY, 5, EvmITEM_NONE),
+              EvmERROR_NONE);
+    // 48 for the header and for each of 4 entries, 16 of copies (4, 2 + 6, 2 + 2), 16 of trailer.
+    EXPECT_EQ(package.header().size, 5U * 48 + 16 + 16);
+    EXPECT_EQ(package.header().trailer_p->magic, 0x92F1E021);
+    EXPECT_EQ(package.header().magic, 0x80CE3912);
     name[0] = text[0] = data[0] = 'X';
-    EXPECT_STREQ(plain.entries()[0].item_value.NAME, "X.b");
-    EXPECT_STREQ(copied.entries()[0].item_value.NAME, "a.b");
-    const EvmVarStruct_t* const variable = copied.entries()[1].item_value.VAR;
-    EXPECT_EQ(variable, &copied.entries()[1].varstruct);
-    EXPECT_STREQ(variable->value.STRING, "value");
-    EXPECT_EQ(static_cast<const char*>(copied.entries()[2].varstruct.value.OPAQUE)[0], 1);
+    EXPECT_STREQ(package.entries()[0].item_value.NAME, "a.b");
+    EXPECT_STREQ(package.entries()[1].item_value.VAR->value.STRING, "value");
+    EXPECT_EQ(static_cast<const char*>(package.entries()[2].varstruct.value.OPAQUE)[0], 1);
 }
 
 } // namespace
