@@ -7,7 +7,6 @@
 
 using TAV::asContainer;
 using TAV::Container;
-using TAV::IOException;
 using TAV::MessageStream;
 using TAV::TextMessage;
 

@@ -271,17 +271,6 @@ TEST(Dump, StopsAtAnItemThatCannotBeRead) {
                     .ends_with("\nEvent Data Items:\nEvmEventDump: Failed to get item - 4\n"));
 }
 
-TEST(Status, HasItsText) {
-    char text[AREA];
-    EXPECT_EQ(EvmStatusTextGet(EvmERROR_CONNECTION_REFUSED, text, sizeof text), EvmERROR_NONE);
-    EXPECT_STREQ(text, "EVM daemon refused connection");
-    EXPECT_EQ(EvmStatusTextGet(EvmERROR_TOO_MANY_ITEMS, text, 4), EvmERROR_NONE);
-    EXPECT_STREQ(text, "Too");
-    for (const int status : {-1, 36})
-        EXPECT_EQ(EvmStatusTextGet(static_cast<EvmStatus_t>(status), text, sizeof text),
-                  EvmERROR_INVALID_ARGUMENT);
-}
-
 TEST(Messages, AreNeverTakenAsAFormat) {
     testing::internal::CaptureStderr();
     evm::_evmErrorMsg(evm::MESSAGE_SET_STATUS, 3, "%n", 5);
