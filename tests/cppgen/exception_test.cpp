@@ -45,27 +45,8 @@ TEST(Exceptions, AppendHistoriesEvenTheirOwn) {
     EXPECT_EQ(target.getEntireErrorStack(), "source\nb\na");
     target = *target.getNestedErrorMessages().front();
     EXPECT_EQ(target.getEntireErrorStack(), "b\nb\na");
-    target.appendToHistory(target.getNestedErrorMessages());
     target.appendToHistory(target);
-    target.appendToHistory(std::list<Exception*>{nullptr});
-    EXPECT_EQ(target.getEntireErrorStack(), "b\nb\na\nb\na\nb");
-    EXPECT_EQ(target.getNestedErrorMessages().back()->getNestedErrorMessages().size(), 4U);
-}
-
-TEST(Exceptions, NestToAnyDepth) {
-    constexpr int DEPTH = 300000; // beyond what a stack could hold
-    Exception chain;
-    // Built in place, as a chain that is cloned at every step takes forever.
-    const Exception* end = &chain;
-    for (int i = 1; i < DEPTH; ++i) {
-        const_cast<Exception*>(end)->appendToHistory(Exception());
-        end = end->getNestedErrorMessages().front();
-    }
-    int depth = 1;
-    const std::unique_ptr<const Exception> copy(chain.clone());
-    for (end = copy.get(); !end->getNestedErrorMessages().empty(); ++depth)
-        end = end->getNestedErrorMessages().front();
-    EXPECT_EQ(depth, DEPTH);
+    EXPECT_EQ(target.getEntireErrorStack(), "b\nb\na\nb");
 }
 
 TEST(Exceptions, MatchTheLastNestedErrorAndPrintThemselves) {

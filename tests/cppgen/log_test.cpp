@@ -98,12 +98,9 @@ TEST(Lines, CarryModuleAndTagAndAreNoFormat) {
 TEST(Lines, LongerThanTheDiagnosticLayerTakesArriveInPortions) {
     const std::string portion(CLSD_MAX_LINE, 'a');
     std::ostringstream line(portion + portion + "end");
-    for (const bool descriptor : {false, true}) {
-        const auto& none = CLSlogModule::getModuleNone();
-        const Lines lines = logOf([&] { s_dbug().error(line, DETAIL_TRACE, none, descriptor); });
-        const std::string lead = "CLSCPPGEN: ";
-        EXPECT_TRUE(lines == (Lines{lead + portion, lead + portion, lead + "end"}));
-    }
+    const Lines lines = logOf([&] { s_dbug().error(line, DETAIL_TRACE); });
+    const std::string lead = "CLSCPPGEN: ";
+    EXPECT_TRUE(lines == (Lines{lead + portion, lead + portion, lead + "end"}));
 }
 
 TEST(Lines, OfManyThreadsArriveWhole) {
@@ -140,9 +137,6 @@ TEST(Alerts, PassOnIdentifierAndTintAsFarAsTheyExist) {
     EXPECT_EQ(raise(nullptr), expected("{7}", "{7} {7} Created alert : "));
     EXPECT_EQ(raise("(:ID:)"), expected("(:ID:) {7}", "{7} {7} Created alert : (:ID:) : "));
     setThreadTintHook(nullptr);
-    CLSlogStaticData::s_staticData().setSuppressAlerts(true);
-    EXPECT_EQ(raise("(:ID:)"), Lines{});
-    CLSlogStaticData::s_staticData().setSuppressAlerts(false);
 }
 
 TEST(Alerts, PrintWithTheCatalogsText) {
@@ -173,19 +167,6 @@ TEST(Assertions, ReportAndEndTheProcess) {
     EXPECT_EQ(mentions(quiet.log, "ALERT: alert 6015: (:CLSGEN00100:)"), 1U);
     const Outcome core = inChild(failAssertion, 128 + SIGABRT, {{"VORN_DEVELOPMENT", "1"}});
     EXPECT_EQ(core.log.back(), report);
-    const auto failTwice = [] {
-        setThreadTintHook([](std::string&) { return failAssertion(), false; });
-        failAssertion();
-    };
-    EXPECT_EQ(inChild(failTwice, 1).log, Lines{});
-}
-
-TEST(Assertions, GuardTheDetail) {
-    std::ostringstream line(" x");
-    const Outcome filtered = inChild([&] { s_dbug().out(line, DebugDetail{10}); }, 1);
-    EXPECT_EQ(mentions(filtered.log, "File [clsLog] Line [482]"), 1U);
-    const Outcome tagged = inChild([&] { s_dbug().error(line, DebugDetail{10}); }, 1);
-    EXPECT_EQ(mentions(tagged.log, "File [clsLog] Line [1239]"), 1U);
 }
 
 } // namespace

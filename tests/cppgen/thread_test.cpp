@@ -1,12 +1,10 @@
 #include "cppgen/clsException.h"
-#include "cppgen/clsLog.h"
 #include "cppgen/clsThreadMain.h"
 #include "tests/cppgen/cppgen_support.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <memory>
 #include <thread>
@@ -54,25 +52,9 @@ TEST(ProcessExit, LogsAndEndsWithTheCode) {
     const Outcome good = inChild([] { CLSthreadMain::processExit(0, "all %s", false); });
     EXPECT_EQ(good.out, "");
     EXPECT_EQ(good.log, (Lines{"CLSCPPGEN:  all %s", "CLSCPPGEN:  Done."}));
-    const Outcome silent = inChild([] { CLSthreadMain::processExit(3, "no", true); }, 3);
-    EXPECT_EQ(silent.out, "");
-    EXPECT_EQ(silent.log, Lines{});
     const Outcome bad = inChild([] { CLSthreadMain::processExit(5, "no %n", false); }, 5);
     EXPECT_EQ(bad.out, "no %n\n");
     EXPECT_EQ(bad.log, (Lines{"CLSCPPGEN: [PANIC] no %n", "CLSCPPGEN:  Done."}));
-}
-
-void dawdleAndFail() {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    CLSthreadMain::processExit(6, "again", false);
-}
-
-TEST(ProcessExit, HappensOnceWhateverItsLoggingDoes) {
-    const auto body = [] {
-        CLS_Debug::CLSlogStaticData::s_staticData().setLogUtilityFunction(dawdleAndFail);
-        onThreads([](std::size_t) { CLSthreadMain::processExit(5, "no", false); });
-    };
-    EXPECT_EQ(inChild(body, 6).log, Lines{"CLSCPPGEN: [PANIC] no"});
 }
 
 } // namespace

@@ -3,7 +3,6 @@
 #include "tests/cppgen/cppgen_support.h"
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 
 #include <iostream>
 #include <sstream>
@@ -27,10 +26,6 @@ TEST(Tints, AreComposedOfNodeProcessAndSeed) {
             for (unsigned n = 0; n < 0x3FFF; ++n) static_cast<void>(Tint::generateTint());
         });
         EXPECT_EQ(Tint::generateTint().toUb8(), 0xFFFFFFFFULL + 0 + 2 * 0xFFFF); // seed 0xFFFF
-    });
-    inChild([] {
-        Tint::initializeTinting(0xFFFFFFFF, 0xFFFFFFFF);
-        EXPECT_EQ(Tint::generateTint().toUb8(), 0xFFFFFFFE00000001ULL + 2);
     });
 }
 
@@ -60,8 +55,6 @@ TEST(Tinting, StaysOffWhenTheVariableIsSet) {
         tint.destringify(Tint(0xFFFFFFFFFFFFFFFF).toString());
         tint.setThreadTint();
         logLine();
-        tint.destringify("no tint");
-        EXPECT_TRUE(tint.isInvalid());
     };
     const Outcome disabled = inChild(body, 0, {{"ZEL_CLS_TINT_DISABLE", "0"}});
     EXPECT_EQ(disabled.out, "1");
@@ -71,24 +64,6 @@ TEST(Tinting, StaysOffWhenTheVariableIsSet) {
     const Outcome empty = inChild(body, 0, {{"ZEL_CLS_TINT_DISABLE", ""}});
     EXPECT_EQ(empty.out, "0");
     EXPECT_EQ(empty.log.back(), "TINTED: {ffffffffffffffff} line");
-}
-
-TEST(Tinting, LeavesNothingBehindWhenItCannotStart) {
-    const auto body = [] {
-        std::vector<pthread_key_t> keys;
-        for (pthread_key_t key = 0; pthread_key_create(&key, nullptr) == 0;) keys.push_back(key);
-        Tint::initializeTinting(1, 2);
-        for (const pthread_key_t key : keys) pthread_key_delete(key);
-        Tint::initializeTinting(1, 2);
-        Tint::initializeTinting(1, 2); // once only
-    };
-    const Lines log = inChild(body, 1).log;
-    EXPECT_EQ(log.front(), "CLSCPPGEN:  Tints initialization failed because of thread local "
-                           "storage initialization");
-    EXPECT_EQ(mentions(log, " Tints initialized with nodeId: 1 procId: 2"), 1U);
-    EXPECT_EQ(mentions(log, "File [clsTint] Line [64] Condition [s_tintMux == NULL && "
-                            "!s_initialized]"),
-              1U);
 }
 
 } // namespace

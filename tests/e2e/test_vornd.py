@@ -9,7 +9,7 @@ from concurrent.futures import ThreadPoolExecutor
 
 import harness
 from harness import NOBODY, RIGHTS, TABLE, TITLES, WIDE, NodeTest, numbered
-from vornwire import HEADER, Box, box, decode, envelope, frame, string, ub4
+from vornwire import HEADER, Box, box, envelope, frame, string, ub4
 
 LIMIT = 20.0
 EVERYONE = "ACL=owner:root:rwx,pgrp:root:r-x,other::r--"
@@ -52,6 +52,22 @@ class DaemonTest(NodeTest):
         line = self.daemon.stdout.readline()
         self.assertTrue(line.startswith(b"vornd: serving"), line)
 
+    def connect(self, data=b""):
+        client = socket.socket(socket.AF_UNIX)
+        self.addCleanup(client.close)
+        client.settimeout(LIMIT)
+        client.connect(str(self.node.endpoint))
+        client.sendall(data)
+        return client
+
+    def ends_soon(self, clients):
+        """The daemon ends although these clients stay."""
+        start = time.monotonic()
+        self.assertEqual(self.end(), 0)
+        self.assertLess(time.monotonic() - start, 6)
+        for client in clients:
+            client.close()
+
     def profile(self, name, lines):
         """Written beside and moved into place, as a tool would."""
         fresh = self.profiles / f".{name}.new"
@@ -80,8 +96,8 @@ class Listings(DaemonTest):
         self.serve(net=NET, db1=DB1)
         db1 = "NAME=db1\nTYPE=application\n"
         ends = "TARGET=ONLINE\nSTATE=ONLINE on alpha\n\n"
-        full = (db1 + "{}RESTART_ATTEMPTS=5\nRESTART_COUNT=2\nFAILURE_THRESHOLD=3\n"
-                "FAILURE_COUNT=1\n" + ends)
+        attempts, threshold = "RESTART_ATTEMPTS=5\nRESTART_COUNT=2\n", "FAILURE_THRESHOLD=3\n"
+        counts = attempts + threshold + "FAILURE_COUNT=1\n"
         net = ("NAME=net\nTYPE=listener\nTARGET=ONLINE on alpha\nTARGET=ONLINE on beta\n"
                "STATE=ONLINE on alpha\nSTATE=OFFLINE on beta\n\n")
         row = "db1            application    {}ONLINE    ONLINE    alpha       \n"
@@ -95,16 +111,10 @@ class Listings(DaemonTest):
              + net_row.format(" -     4/     ", "OFFLINE", "beta")),
             ("-ls", 0, RIGHTS + "".join(f"{name:15}{'root':15}{'root':25}rwxr-xr--\n"
                                         for name in ("db1", "net"))),
-            ("-q", 0, ""), ("-t -q", 0, "")])
-        for form in ("-v db1", "-f db1"):
-            outcome = self.node.run(*form.split())
-            self.assertIn(outcome.out, [full.format(shown).encode()
-                                        for shown in ("", EVERYONE + "\n")])
-        profile = self.node.run("-p", "db1").out
-        self.assertTrue(profile.startswith(db1.encode()) and profile.endswith(b"\n\n"), profile)
-        for line in (b"FAILURE_THRESHOLD=3", b"RESTART_ATTEMPTS=5\nRESTART_COUNT=2"):
-            self.assertIn(b"\n" + line + b"\n", profile)
-        self.assertNotIn(b"STATE", profile)
+            ("-v db1", 0, db1 + counts + ends),
+            ("-f db1", 0, db1 + EVERYONE + "\n" + counts + ends),
+            ("-p db1", 0, db1 + EVERYONE + "\n" + threshold + attempts + "\n"), ("-t -q", 0, ""),
+            ("-g db1", 0, ""), ("-r net -c alpha", 0, ""), ("-r net -c beta", 1, "")])
 
     def test_members(self):
         self.serve(net=NET, db1=DB1)
@@ -112,31 +122,16 @@ class Listings(DaemonTest):
         self.assertEqual(outcome.status, 0)
         self.assertIn(b"beta", outcome.out)
         self.assertNotIn(b"alpha", outcome.out)
-        for form in ("", "-t", "-f"):
-            outcome = self.node.run(*form.split(), "-c", "nowhere")
-            self.assertTrue(outcome.out.endswith(numbered(230, "no member [nowhere]")), outcome.out)
-            self.assertEqual((outcome.status, outcome.err), (230, b""))
+        self.shows([("-c nowhere", 230, numbered(230, "no member [nowhere]").decode())])
 
     def test_resources_that_are_not_there(self):
         self.serve(db1=DB1)
         db1 = "NAME=db1\nTYPE=application\nTARGET=ONLINE\nSTATE=ONLINE on alpha\n\n"
         missing = numbered(210, "no [x]").decode()
-        self.shows([("x", 210, missing), ("db1 x", 210, db1 + missing), ("-ls x", 210, missing),
-                    ("x y", 210, missing + numbered(210, "no [y]").decode())])
-        self.assertEqual(self.end(), 0)
+        self.shows([("db1 x", 210, db1 + missing), ("-ls x", 210, missing), ("-g x", 210, "")])
         (self.profiles / "db1.cap").unlink()
-        self.start()
-        self.shows([(form, 0, numbered(202, "nothing here"))
-                    for form in ("", "-v", "-t", "-p", "-f", "-ls")])
-
-    def test_questions(self):
-        off = ["TYPE=t", "TARGET=OFFLINE", "STATE@alpha=OFFLINE", EVERYONE]
-        self.serve(net=NET, db1=DB1, off=off)
-        self.shows([("-g db1", 0, ""), ("-g off -a", 0, ""), ("-g x", 210, ""),
-                    ("-r db1", 0, ""), ("-r off", 1, ""), ("-r x", 1, ""),
-                    ("-r net -c alpha", 0, ""), ("-r net -c beta", 1, ""),
-                    ("-r db1 -c beta", 1, ""), ("-r db1 -c nowhere", 1, "")])
-
+        self.daemon.send_signal(signal.SIGHUP)
+        self.eventually(numbered(202, "nothing here").decode())
 
 class Changes(DaemonTest):
     def test_profiles_change_while_it_runs(self):
@@ -144,12 +139,9 @@ class Changes(DaemonTest):
         block = "NAME={}\nTYPE=t\nSTATE={} on alpha\n\n"
         self.profile("db1", ["TYPE=t", "STATE@alpha=OFFLINE", EVERYONE])
         self.eventually(block.format("db1", "OFFLINE"))
+        self.profile("db1", ["no profile at all"])
         self.profile("a1", ["TYPE=t", "STATE@alpha=ONLINE", EVERYONE])
         self.eventually(block.format("a1", "ONLINE") + block.format("db1", "OFFLINE"))
-        self.profile("db1", ["no profile at all"])
-        (self.profiles / "a1.cap").unlink()
-        self.eventually(block.format("db1", "OFFLINE"))
-        self.assertIsNone(self.daemon.poll())
 
     def test_twenty_thousand_profiles(self):
         for number in range(20_000):
@@ -158,8 +150,10 @@ class Changes(DaemonTest):
         self.start()
         outcome = self.node.run("-t")
         rows = outcome.out.decode().splitlines()[2:]
-        self.assertEqual((outcome.status, outcome.err, len(rows)), (0, b"", 20_000))
+        self.assertEqual((outcome.status, outcome.err), (0, b""))
         self.assertEqual([row[:6] for row in rows], [f"r{number:05}" for number in range(20_000)])
+        # A client that asks for all of it and takes nothing may not hold up the end.
+        self.ends_soon([self.connect(frame(box("UI_STAT", {})))])
 
     def test_its_end_and_its_endpoint(self):
         self.serve(db1=DB1)
@@ -180,14 +174,6 @@ class Changes(DaemonTest):
 
 
 class Clients(DaemonTest):
-    def connect(self, data=b""):
-        client = socket.socket(socket.AF_UNIX)
-        self.addCleanup(client.close)
-        client.settimeout(LIMIT)
-        client.connect(str(self.node.endpoint))
-        client.sendall(data)
-        return client
-
     def received(self, client):
         """All that comes until the daemon ends the connection."""
         client.shutdown(socket.SHUT_WR)
@@ -200,37 +186,32 @@ class Clients(DaemonTest):
     def test_malformed_requests_harm_nobody_else(self):
         self.serve(db1=DB1)
         good = frame(box("UI_STAT", {"VERB_TAG": "0", "LOCALE": ""}))
-        answer = decode(self.received(self.connect(good)))
-        self.assertEqual([key for key, _ in answer.children], [b"db1"])
+        self.assertIn(b"db1", self.received(self.connect(good)))
         deep = (ub4(1) + string("") + string("k") + string("Container")) * 100_000
         content = good[HEADER:]
         for data in (b"", good[:3], good[:100], good[:-1], b"\xff" * 500, bytes(500),
                      envelope(content, claimed=2**32 - 1), envelope(content, claimed=5),
                      envelope(content, claimed=len(content) + 1), envelope(b""), envelope(deep),
-                     envelope(ub4(2**31 - 1) + string("UI_STAT")), envelope(content, b"C" * 72),
+                     envelope(ub4(2**31 - 1) + string("UI_STAT")), envelope(ub4(1) + ub4(1000)),
+                     envelope(content, b"C" * 72),
                      frame("text"), frame(box("OTHER", {})), frame(Box()),
                      frame(box("UI_STAT", {"RESOURCE": {"a": "b"}, "HOST": {}, "PRINT_TAG": "1"})),
                      frame(box("UI_STAT", {"RESOURCE": "\1" * 5000})),
                      frame(box("UI_STAT", {"RESOURCE": "n" * 2_000_000}))):
             with self.subTest(data=data[:8], size=len(data)):
                 with contextlib.suppress(BrokenPipeError, ConnectionResetError):
-                    said = self.received(self.connect(data))
-                    self.assertTrue(said == b"" or isinstance(decode(said), Box))
-                self.assertIsNone(self.daemon.poll())
-        self.shows([("-g db1", 0, "")])
+                    self.received(self.connect(data))
+                self.shows([("-g db1", 0, "")])
 
     def test_many_at_once_beside_idle_ones(self):
         self.serve(db1=DB1, net=NET)
-        idle = [self.connect(data) for data in (b"", b"\x90", bytes(60)[:48]) for _ in range(15)]
+        idle = [self.connect(data) for data in (b"", b"\x90", bytes(48)) for _ in range(15)]
         expected = self.node.run("-t").out
         self.assertIn(b"db1", expected)
         with ThreadPoolExecutor(12) as pool:
             for outcome in pool.map(lambda _: self.node.run("-t"), range(60)):
                 self.check(outcome, 0, expected)
-        start = time.monotonic()
-        self.assertEqual(self.end(), 0)
-        self.assertLess(time.monotonic() - start, 6)
-        self.assertEqual(len(idle), 45)
+        self.ends_soon(idle)
 
 
 @unittest.skipUnless(harness.AS_ROOT, "changes users")
@@ -242,13 +223,11 @@ class Rights(DaemonTest):
         block = lambda name: f"NAME={name}\nTYPE=t\nSTATE=ONLINE on alpha\n\n"
         withheld = numbered(213, "withheld [shut]").decode()
         nobody = dict(user=NOBODY, group=NOBODY, extra_groups=[])
-        self.shows([("open shut", 213, block("open") + withheld), ("shut", 213, withheld)],
-                   **nobody)
-        listing = self.node.run("-t", **nobody)
-        self.assertIn(b"open ", listing.out)
-        self.assertNotIn(b"\nshut ", listing.out)
-        self.assertNotIn(b"\nnone ", listing.out)
-        self.assertNotEqual(self.node.run("-r", "shut", **nobody).status, 0)
+        both = numbered(213, "withheld [none]").decode() + withheld
+        row = f"{'open':15}{'t':25}{'ONLINE':10}{'alpha':12}\n"
+        self.shows([("open shut", 213, block("open") + withheld), ("-p shut", 213, withheld),
+                    ("-t", 213, TABLE + row + both), ("-t -c beta", 213, both),
+                    ("-g shut", 213, ""), ("-r shut", 1, "")], **nobody)
         self.shows([("shut none", 0, block("none") + block("shut"))])
 
 

@@ -1,7 +1,7 @@
 """Message trees and their frames, written without the program's own coder.
 
 A message is a text (str or bytes) or a Box, a named container. A dict stands for a Box without a
-name whose children travel in key order. Everything decoded is bytes.
+name whose children travel in key order.
 """
 import os
 import struct
@@ -49,53 +49,13 @@ def body(message):
     return b"".join(parts)
 
 
-def envelope(content, root=b"Container", total=None, claimed=None, name_length=None):
+def envelope(content, root=b"Container", total=None, claimed=None):
     """A frame around a body; the lengths it states may be other than the true ones."""
     total = HEADER + len(content) if total is None else total
     claimed = len(content) if claimed is None else claimed
-    name_length = len(root) if name_length is None else name_length
     return (struct.pack("<IHHBBH", total, 0x4350, 0, 12, 1, 0) + bytes(36) + ub4(0)
-            + ub4(name_length) + root.ljust(72, b"\0") + bytes(8) + ub4(claimed) + content)
+            + ub4(len(root)) + root.ljust(72, b"\0") + bytes(8) + ub4(claimed) + content)
 
 
 def frame(message):
     return envelope(body(message), tag(message))
-
-
-class Reader:
-    def __init__(self, data):
-        self.data, self.at = data, 0
-
-    def take(self, count):
-        if count > len(self.data) - self.at:
-            raise ValueError(f"{count} bytes wanted at {self.at} of {len(self.data)}")
-        self.at += count
-        return self.data[self.at - count:self.at]
-
-    def ub4(self):
-        return struct.unpack("<I", self.take(4))[0]
-
-    def string(self):
-        return self.take(self.ub4())
-
-    def message(self, kind):
-        if kind == b"TextMessage":
-            return self.string()
-        if kind != b"Container":
-            raise ValueError(f"unknown tag {kind!r}")
-        count, name = self.ub4(), self.string()
-        children = []
-        for _ in range(count):
-            key, child = self.string(), self.string()
-            children.append((key, self.message(child)))
-        return Box(name, children)
-
-
-def decode(data):
-    """The message of one frame; ValueError unless every byte of it is as it must be."""
-    reader = Reader(data[HEADER:])
-    kind = data[56:128].rstrip(b"\0")
-    message = reader.message(kind)
-    if reader.at != len(reader.data) or envelope(reader.data, kind) != data:
-        raise ValueError("header or length differ from the frame's own body")
-    return message
