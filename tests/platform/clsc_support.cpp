@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 
 #include <cstring>
+#include <filesystem>
 #include <thread>
 
 clscugblm* shared_area() {
@@ -61,6 +62,7 @@ Handle answer(const Handle& listener, int* result, unsigned mode) {
 platform::Descriptor raw_listener(const std::string& path, int backlog) {
     platform::Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     const platform::SocketAddress address = platform::unix_address(path);
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
     unlink(path.c_str());
     EXPECT_EQ(bind(listener.get(), address.get(), address.length), 0) << path;
     EXPECT_EQ(listen(listener.get(), backlog), 0);
