@@ -23,7 +23,8 @@ constexpr int TEXT_SET = 1;
 
 /// What catopen answers when it fails.
 nl_catd noCatalog() {
-    return std::bit_cast<nl_catd>(std::intptr_t{-1});
+    // Not a bit_cast, over which the analyzer of clang 14 falls.
+    return reinterpret_cast<nl_catd>(std::intptr_t{-1}); // NOLINT(performance-no-int-to-ptr)
 }
 
 struct Header {
