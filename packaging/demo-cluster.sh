@@ -11,20 +11,23 @@ demo_profile() {
 demo_profiles() {
     local everyone="ACL=owner:root:rwx,pgrp:root:r-x,other::r--"
     demo_profile net.alpha.vip address IS_RUNNABLE=0 TARGET@alpha=ONLINE STATE@alpha=ONLINE \
+        FAILURE_THRESHOLD=3 CURRENT_FAILURE@alpha=0 \
         HOSTING_MEMBERS=alpha PLACEMENT=favored "$everyone"
     demo_profile net.beta.vip address IS_RUNNABLE=0 TARGET@beta=ONLINE STATE@beta=ONLINE \
+        FAILURE_THRESHOLD=3 CURRENT_FAILURE@beta=0 \
         HOSTING_MEMBERS=beta PLACEMENT=favored "$everyone"
-    demo_profile net.gamma.vip address IS_RUNNABLE=0 TARGET@gamma=ONLINE STATE@alpha=ONLINE \
-        STATE@gamma=OFFLINE HOSTING_MEMBERS=gamma PLACEMENT=favored "$everyone"
+    demo_profile net.gamma.vip address IS_RUNNABLE=0 TARGET@gamma=ONLINE STATE@gamma=OFFLINE \
+        FAILURE_THRESHOLD=3 CURRENT_FAILURE@gamma=0 HOSTING_MEMBERS=gamma PLACEMENT=favored "$everyone"
     demo_profile net.listener listener IS_RUNNABLE=0 CHECK_INTERVAL=60 FAILURE_THRESHOLD=5 \
         TARGET@alpha=ONLINE TARGET@beta=ONLINE TARGET@gamma=ONLINE \
         STATE@alpha=ONLINE STATE@beta=ONLINE STATE@gamma=ONLINE \
         CURRENT_FAILURE@alpha=0 CURRENT_FAILURE@beta=1 CURRENT_FAILURE@gamma=0 "$everyone"
-    demo_profile store.shared filesystem IS_RUNNABLE=0 CHECK_INTERVAL=30 \
+    demo_profile store.shared filesystem IS_RUNNABLE=0 CHECK_INTERVAL=30 FAILURE_THRESHOLD=5 \
+        CURRENT_FAILURE@alpha=0 CURRENT_FAILURE@beta=0 CURRENT_FAILURE@gamma=5 \
         TARGET@alpha=ONLINE TARGET@beta=ONLINE TARGET@gamma=ONLINE \
         STATE@alpha=ONLINE STATE@beta=ONLINE STATE@gamma=OFFLINE "$everyone"
     demo_profile store.backup.volume.nightly filesystem IS_RUNNABLE=1 CURRENT_RCOUNT=0 \
-        RESTART_ATTEMPTS=1 TARGET=OFFLINE STATE@beta=OFFLINE \
+        RESTART_ATTEMPTS=1 FAILURE_THRESHOLD=1 CURRENT_FAILURE=0 TARGET=OFFLINE STATE@beta=OFFLINE \
         "ACL=owner:root:rwx,pgrp:operators-of-the-backup-site:r-x,other::---"
     demo_profile app.billing.db application IS_RUNNABLE=1 CURRENT_RCOUNT=2 RESTART_ATTEMPTS=5 \
         FAILURE_THRESHOLD=3 FAILURE_INTERVAL=600 CURRENT_FAILURE=1 AUTO_START=always \
@@ -41,8 +44,9 @@ demo_profiles() {
         FAILURE_THRESHOLD=2 CURRENT_FAILURE=2 REASON=failure TARGET=ONLINE \
         STATE@gamma=OFFLINE "$everyone"
     demo_profile app.scheduler application IS_RUNNABLE=1 CURRENT_RCOUNT=0 RESTART_ATTEMPTS=10 \
-        FAILURE_THRESHOLD=0 TARGET=ONLINE STATE@alpha=UNKNOWN "$everyone"
+        FAILURE_THRESHOLD=2 CURRENT_FAILURE=0 TARGET=ONLINE STATE@alpha=UNKNOWN "$everyone"
     demo_profile mon.agent agent IS_RUNNABLE=0 CHECK_INTERVAL=10 AUTO_START=always \
+        FAILURE_THRESHOLD=9 CURRENT_FAILURE@alpha=0 CURRENT_FAILURE@beta=0 CURRENT_FAILURE@gamma=2 \
         TARGET@alpha=ONLINE TARGET@beta=ONLINE TARGET@gamma=ONLINE \
         STATE@alpha=ONLINE STATE@beta=ONLINE STATE@gamma=ONLINE "$everyone"
 }
