@@ -161,10 +161,10 @@ TEST(Record, OldVersionIsTranslated) {
 }
 
 /// Builds a relocatable package from an item list.
-EvmStatus_t build(evm::ItemPackage& package, ...) {
+EvmStatus_t build(evm::ItemPackage* package, ...) {
     va_list list;
     va_start(list, package);
-    const EvmStatus_t status = package.build(list, evm::PackageKind::RELOCATABLE);
+    const EvmStatus_t status = package->build(list, evm::PackageKind::RELOCATABLE);
     va_end(list);
     return status;
 }
@@ -174,7 +174,7 @@ TEST(Package, RelocatableOneHoldsCopiesOfEverything) {
     char text[] = "value";
     char data[] = "\x01\x02";
     evm::ItemPackage package;
-    ASSERT_EQ(build(package, EvmITEM_NAME, name, EvmITEM_VAR_STRING, "s", text, EvmITEM_VAR_OPAQUE,
+    ASSERT_EQ(build(&package, EvmITEM_NAME, name, EvmITEM_VAR_STRING, "s", text, EvmITEM_VAR_OPAQUE,
                     "o", data, 2, EvmITEM_PRIORITY, 5, EvmITEM_NONE),
               EvmERROR_NONE);
     // 48 for the header and for each of 4 entries, 16 of copies (4, 2 + 6, 2 + 2), 16 of trailer.
