@@ -74,8 +74,10 @@ protected:
 } // namespace
 
 TEST_F(RegistryStore, NamesOfAnyBytesStayInsideTheStore) {
-    for (const std::string name : {"VORN.CUR.app!db", "a", "a.b", "/etc", "x/", "\xff\x01=%"})
-        EXPECT_EQ(get(m_ctx, name), set(m_ctx, name, name) == PRZKS_OK ? name : "<4>") << name;
+    for (const std::string name : {"VORN.CUR.app!db", "a", "a.b", "/etc", "x/", "\xff\x01=%"}) {
+        EXPECT_EQ(set(m_ctx, name, name), PRZKS_OK) << name;
+        EXPECT_EQ(get(m_ctx, name), name);
+    }
     for (const std::string name : {"a..b", ".a", "a.", "../../x"}) {
         EXPECT_EQ(set(m_ctx, name, "x"), PRZKS_BADNAME) << name;
     }
