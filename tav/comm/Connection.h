@@ -30,12 +30,12 @@ enum connection_result : int {
     CONNECTION_TIMED_OUT = 600,
 };
 
-/// One request to a daemon of this node and its final reply.
+/// One request to a daemon of this node, or of another, and its final reply.
 ///
 /// A daemon may send any number of replies named "ORDER" before the final one: each may carry a
-/// text for the user ("MESSAGE") and the seconds to wait for the next reply ("WAIT"). invokecmd may
-/// be called from several threads, each call using a connection of its own; one Connection object
-/// is used by one thread at a time.
+/// text for the user ("MESSAGE") and the seconds to wait for the next reply ("WAIT"). Requests may
+/// be sent from several threads, each call using a connection of its own; one Connection object is
+/// used by one thread at a time.
 class Connection {
 public:
     /// Prints order texts on standard output.
@@ -49,6 +49,15 @@ public:
     /// exchange. `handler` may be null. Throws FatalCommsException on the layer's fatal results.
     int invokecmd(const Container& request, Container** reply, bool toTorvd, OrderHandler* handler);
 
+    /// Sends `request` to the daemon on another node, whose end-to-end endpoint stands in the
+    /// registry, and waits for the final reply. Connect strings are kept by node; one that no
+    /// longer works is read anew, once. Connecting takes at most the cluster's recovery time. Every
+    /// failure to find, reach or connect to the node is CONNECTION_SETUP_FAILED; otherwise as
+    /// invokecmd.
+    int invokepeer(const Container& request, Container** reply, const std::string& node,
+                   OrderHandler* handler);
+    int invokepeer(const Container& request, Container** reply, const std::string& node);
+
     /// The exchange on a connected socket.
     int request_reply_(Socket* socket, const Container& request, Container** reply,
                        OrderHandler* handler);
@@ -57,6 +66,8 @@ public:
     static constexpr unsigned MAX_WAIT_S = 4'000'000;
 
 private:
+    int invokeConnectedPeer(Socket& socket, const Container& request, Container** reply,
+                            const std::string& node, OrderHandler* handler);
     static int readReply(MessageStream& stream, std::unique_ptr<Container>& reply);
     void takeOrder(const Container& order, unsigned int& wait, OrderHandler* handler);
 
@@ -71,5 +82,8 @@ int DummyEvtHdlr(void*, void*, unsigned, void*);
 /// process, and the mutex that guards its creation.
 extern clscugblm* invkcmdugblm;
 extern cls_thrIMx s_uiugblmmutex;
+/// The same of peer connections.
+extern clscugblm* invkprugblm;
+extern cls_thrIMx s_e2eugblmmutex;
 
 } // namespace TAV
