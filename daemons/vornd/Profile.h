@@ -23,7 +23,8 @@ struct ProfileFault {
 /// Lines are NAME=value, where blanks around the name are trimmed and the value is all that follows
 /// the first "=". Lines end with a line feed, with or without a carriage return; blank lines and
 /// lines that begin with "#" are passed over. STATE, TARGET and CURRENT_FAILURE are kept for each
-/// node: "STATE@alpha=ONLINE", or without a node "STATE=ONLINE". NAME and TYPE are required.
+/// node: "STATE@alpha=ONLINE", or without a node "STATE=ONLINE". NAME and TYPE are required. Names
+/// of attributes are printable words without "@", "=" and ".".
 [[nodiscard]] bool parseProfile(std::string_view text, Resource& resource, ProfileFault& fault);
 
 /// Longest resource name in bytes: it is a key of replies, a word of a command line and a column of

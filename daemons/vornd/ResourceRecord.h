@@ -17,7 +17,8 @@ using ResourceRecord = std::map<std::string, std::string>;
 [[nodiscard]] ResourceRecord recordOf(const Resource& resource);
 
 /// The resource that a record and its permissions text make. Pure; true with `resource` filled, or
-/// false with `fault` filled when the record is no sound resource.
+/// false with `fault` filled (without a line) when the record is no sound resource: NAME and TYPE
+/// are needed. An ACL among the record's values is passed over.
 [[nodiscard]] bool resourceOf(const ResourceRecord& record, std::string_view permissions,
                               Resource& resource, ProfileFault& fault);
 
