@@ -417,6 +417,15 @@ EVM_API EvmStatus_t EvmVarFormat(EvmEvent_t event, const char* name, char* buffe
 EVM_API EvmStatus_t EvmVarFormat2(EvmEvent_t event, const char* name, char** text);
 
 // --- Connections to the event daemon -------------------------------------------------------------
+//
+// A connection may be used from several threads at once, and destroyed under them: what they are
+// blocked in then ends. Of the threads that wait for the answer to a post, one is served after the
+// other. A connection that lost its daemon, or whose daemon broke the protocol, is disabled: it
+// answers EvmERROR_CONNECTION_LOST and only wants to be destroyed.
+//
+// Common failures: EvmERROR_INVALID_ARGUMENT for a dead or null connection or a null pointer;
+// EvmERROR_CONNECTION_LOST; EvmERROR_PROTOCOL for a daemon that broke the protocol;
+// EvmERROR_NO_MEMORY; EvmERROR_LAST (36) when the identity service fails.
 
 typedef struct EvmConnection_s* EvmConnection_t;
 
@@ -445,6 +454,7 @@ typedef enum EvmConnectionState_t EVM_UINT32 {
     EvmCONNECT_COMPLETED = 4
 } EvmConnectionState_t;
 
+/// Where the daemon is. A domain socket's name is the daemon's address, null for the default one.
 typedef struct EvmTransport_t {
     EvmTransportType_t type;
     union {
@@ -452,7 +462,7 @@ typedef struct EvmTransport_t {
             EvmString_t name;
         } domainSocket;
         struct {
-            int32_t portNumber;
+            int32_t portNumber; ///< 0 for the default one
             EvmString_t hostName;
         } tcpip;
     } info;
@@ -474,11 +484,13 @@ typedef void* EvmCallbackArg_t;
 
 typedef struct EvmCallbackData_t {
     EvmCallbackReason_t reason;
+    /// Of a delivered event or template the callback's own, which it destroys; of a completed post
+    /// the poster's, null when it is dead.
     EvmEvent_t event;
     EvmStatus_t status;
     union {
         struct {
-            uint64_t userArg;
+            uint64_t userArg; ///< as the request gave it
             EvmBoolean_t resetToFirst;
             uint16_t squelchLevel;
         } templateData;
@@ -489,9 +501,11 @@ typedef struct EvmCallbackData_t {
             uint64_t missedCount;
         } kBuffOverflowData;
         uint64_t clientID;
-    } extension;
+    } extension; ///< as the reason tells
 } EvmCallbackData_t;
 
+/// Called by the thread that dispatches, without any lock held; it may use and even destroy the
+/// connection. The data lives during the call.
 typedef void (*EvmCallback_t)(EvmConnection_t, EvmCallbackArg_t, EvmCallbackData_t*);
 
 /// A bound of a wait. The second field counts milliseconds.
@@ -500,46 +514,152 @@ struct cls_timeval {
     int64_t tv_usec;
 };
 
+/// Connects and completes the handshake, for as long as the daemon takes to answer it. A null
+/// transport is the default address of the node's daemon; TCP/IP transports are refused once their
+/// host was found. EvmRESPONSE_CALLBACK needs a callback, EvmCONNECTION_LISTEN that mode.
+/// EvmERROR_INVALID_ARGUMENT for arguments out of range, an address of 256 characters or more, and
+/// when the daemon says so; EvmERROR_INVALID_VALUE for an unknown host or when the daemon says so;
+/// EvmERROR_RESOURCE, EvmERROR_CONNECT, EvmERROR_CONNECTION_REFUSED.
 EVM_API EvmStatus_t EvmConnCreate(EvmConnectionType_t a_type, EvmResponseMode_t a_responseMode,
                                   EvmTransport_t* a_transport, EvmCallback_t a_callback,
                                   EvmCallbackArg_t a_callbackArg, EvmConnection_t* a_conn_p);
+/// The same.
 EVM_API EvmStatus_t EvmConnCreateStep(EvmConnectionType_t a_type, EvmResponseMode_t a_responseMode,
                                       EvmTransport_t* a_transport, EvmCallback_t a_callback,
                                       EvmCallbackArg_t a_callbackArg, EvmConnection_t* a_conn_p);
+/// Flushes what is queued and disconnects; the handle is dead afterwards.
 EVM_API EvmStatus_t EvmConnDestroy(EvmConnection_t a_conn);
+
+/// Posts an event after filling in what is known of its poster (pid, ppid, timestamp, user_name, or
+/// what EvmCONTROL_ITEMS_SET chose). A null connection stands for one of its own for this post.
+/// With EvmRESPONSE_WAIT the result is the daemon's answer, and a callback may not post on the
+/// connection that waits for it (EvmERROR_INVALID_OPERATION); with EvmRESPONSE_CALLBACK the answer
+/// comes to the callback. EvmERROR_RESOURCE when the system is out of memory.
 EVM_API EvmStatus_t EvmEventPost(EvmConnection_t a_conn, EvmEvent_t a_event);
+/// Waits for a message of the daemon; null waits without limit, a bound of 0 is 1 millisecond.
+/// EvmERROR_TIMEOUT, or EvmERROR_SIGNAL after EvmConnPost.
 EVM_API EvmStatus_t EvmConnWait(EvmConnection_t a_conn, struct cls_timeval* a_timeout);
+/// Whether there is a message; false on failure.
 EVM_API EvmStatus_t EvmConnCheck(EvmConnection_t a_conn, EvmBoolean_t* a_responsePresent_p);
+/// Handles one message when there is one, calling the callback. Of an answer to a post the status
+/// is the result.
 EVM_API EvmStatus_t EvmConnDispatch(EvmConnection_t a_conn);
+/// Sends what is queued; `a_count` (may be null) receives the number of messages left.
 EVM_API EvmStatus_t EvmConnFlush(EvmConnection_t a_conn, int* a_count);
-EVM_API EvmStatus_t EvmConnControl(EvmConnection_t a_conn, int a_request, void* a_argument);
+/// Ends the wait of a thread that waits on the connection, or the next one.
 EVM_API EvmStatus_t EvmConnPost(EvmConnection_t a_conn);
 
-// --- Messages, records and pipes -----------------------------------------------------------------
+/// Requests of EvmConnControl. Others up to 3 are accepted without effect (0 and 2 want an
+/// argument), the rest is EvmERROR_INVALID_ARGUMENT.
+enum {
+    EvmCONTROL_CHECKSUM_ON = 4,      ///< posted events carry checksums, as they do at first
+    EvmCONTROL_CHECKSUM_OFF = 5,     ///< they carry none
+    EvmCONTROL_CHECKSUM_GET = 6,     ///< argument: EvmBoolean_t*
+    EvmCONTROL_ALIAS_GET = 7,        ///< whether the host is a cluster alias; EvmBoolean_t*
+    EvmCONTROL_MEMBERS_GET = 13,     ///< EvmIpAddress_t**: null when there are none, else free() it
+    EvmCONTROL_ITEMS_SET = 15,       ///< the argument's value is the EvmItemMask_t to be filled in
+    EvmCONTROL_ITEMS_DEFAULT = 16,   ///< the default items are filled in
+    EvmCONTROL_NONBLOCKING_SET = 17, ///< int*: 0 or 1; a post connection in EvmRESPONSE_IGNORE mode
+    EvmCONTROL_LAST = 17
+};
+EVM_API EvmStatus_t EvmConnControl(EvmConnection_t a_conn, int a_request, void* a_argument);
+
+// --- Messages ------------------------------------------------------------------------------------
+//
+// An EvmCon_t carries whole messages, each beginning with a communication header, which sending
+// fills in. It has at most one listening and one connected end. It is used by one thread at a time,
+// but EvmConPost may be called from any.
 
 typedef struct EvmCon_s* EvmCon_t;
 
+/// The connection's messages, for requests that this library does not make; lives as long as it.
+EVM_API EvmStatus_t EvmConnConGet(EvmConnection_t a_conn, EvmCon_t* con);
+
+/// EvmERROR_RESOURCE when the transport cannot be started.
+EVM_API EvmStatus_t EvmConCreate(EvmCon_t* a_con_p);
+/// Disconnects and frees.
+EVM_API EvmStatus_t EvmConDestroy(EvmCon_t a_con);
+/// Connects to an address such as "(ADDRESS=(PROTOCOL=ipc)(KEY=name))", in place of what was
+/// connected before; with `a_useclsa` only to a trustworthy process. EvmERROR_CONNECT.
+EVM_API EvmStatus_t EvmConConnect(EvmCon_t a_con, const char* a_addr_p, EvmBoolean_t a_useclsa);
+/// Ends both ends. EvmERROR_PROTOCOL when one had been ended already.
+EVM_API EvmStatus_t EvmConDisconnect(EvmCon_t a_con);
+/// Listens at an address; EvmConAnswer waits for one connection, which becomes the connected end.
+/// EvmERROR_CONNECT.
+EVM_API EvmStatus_t EvmConListen(EvmCon_t a_con, const char* a_addr_p);
+EVM_API EvmStatus_t EvmConAnswer(EvmCon_t a_con);
+/// Sends a message of `a_msgl` bytes, at least a communication header, which is filled in.
+/// EvmERROR_CONNECTION_LOST.
+EVM_API EvmStatus_t EvmConSend(EvmCon_t a_con, void* a_msg_p, EvmSize_t a_msgl);
+/// Receives a message; with `a_block` waits for it, else EvmERROR_WOULDBLOCK. One longer than the
+/// buffer leaves its beginning there, answers EvmERROR_PARTIAL and is received again; its first 4
+/// bytes tell its length. EvmERROR_EOF when the peer is gone, EvmERROR_READ for other failures.
+EVM_API EvmStatus_t EvmConReceive(EvmCon_t a_con, void* a_msg_p, EvmSize_t a_msgl,
+                                  EvmBoolean_t a_block);
+/// Waits for a message; a negative bound is none. EvmERROR_TIMEOUT; EvmERROR_SIGNAL after
+/// EvmConPost; else EvmERROR_CONNECTION_LOST.
+EVM_API EvmStatus_t EvmConWait(EvmCon_t a_con, int a_timeout_ms);
+/// Ends a wait. EvmERROR_PROTOCOL when nothing is connected.
+EVM_API EvmStatus_t EvmConPost(EvmCon_t a_con);
+EVM_API EvmBoolean_t EvmConIsConnected(EvmCon_t a_con);
+EVM_API EvmBoolean_t EvmConIsListening(EvmCon_t a_con);
+
+// --- Records on connections, descriptors and in files --------------------------------------------
+//
+// Writing prepares the record, checksum and all. What is read is believed only when it is a valid
+// record of at most 64 MiB, EvmERROR_INVALID_VALUE otherwise; events read are the caller's.
+
+EVM_API EvmStatus_t EvmEventWrite(EvmCon_t con, EvmEvent_t p_ev_p);
+/// All of the record or EvmERROR_WRITE; a reader that is gone raises no signal.
+EVM_API EvmStatus_t EvmEventWriteFD(int p_fileDes, EvmEvent_t p_ev_p);
+/// The prepared record inside the event, valid until the event changes, and its length; null and 0
+/// for a dead event.
+EVM_API void* EvmEventWriteBuf(EvmSize_t* plen, EvmEvent_t p_ev_p);
+/// Receives one message as an event; `msglen` is the length to expect, 0 for 32768. Failures as of
+/// EvmConReceive.
+EVM_API EvmStatus_t EvmEventRead(EvmCon_t con, EvmEvent_t* p_ev_p, EvmSize_t msglen);
+/// Likewise, from a message of the header and one of the body behind a communication header.
+EVM_API EvmStatus_t EvmTemplateEventRead(EvmCon_t con, EvmEvent_t* p_ev_p);
+/// EvmERROR_EOF when there is nothing, EvmERROR_READ for less than a record.
+EVM_API EvmStatus_t EvmEventReadFD(int p_fileDes, EvmEvent_t* p_ev_p);
+/// Steps through a file of records: of the block at `p_offset` the type (an EvmDataBlockType_t) and
+/// the next one's offset, which always grows; type and next offset 0 at the end. Only the header is
+/// looked at. EvmERROR_INVALID_ARGUMENT when the offset cannot be sought, EvmERROR_READ when no
+/// block begins there.
+EVM_API EvmStatus_t EvmEventFileWalk(int p_fileDes, int64_t p_offset, uint32_t* p_blockType_p,
+                                     int64_t* p_next_p);
+
+// --- Pipes between programs ----------------------------------------------------------------------
+
 enum { EvmPIPE_NAME_SIZE = 2048, EvmPIPE_BASE_NAME_SIZE = 1024 };
 
+/// A pipe, in memory of the caller's. Filled by EvmPipeCreate and not copied.
 typedef struct EvmPipe {
     EvmCon_t con;
     EvmBoolean_t init;
-    char name[EvmPIPE_NAME_SIZE]; ///< the address; empty while the pipe is unusable
-    char baseName[EvmPIPE_BASE_NAME_SIZE];
+    char name[EvmPIPE_NAME_SIZE];          ///< the address; empty while the pipe is unusable
+    char baseName[EvmPIPE_BASE_NAME_SIZE]; ///< once it listens: where, without "clsc://"
 } EvmPipe;
 
-EVM_API EvmStatus_t EvmConnConGet(EvmConnection_t a_conn, EvmCon_t* con);
-EVM_API EvmStatus_t EvmEventWrite(EvmCon_t con, EvmEvent_t p_ev_p);
-EVM_API EvmStatus_t EvmEventWriteFD(int p_fileDes, EvmEvent_t p_ev_p);
-EVM_API void* EvmEventWriteBuf(EvmSize_t* plen, EvmEvent_t p_ev_p);
-EVM_API EvmStatus_t EvmEventRead(EvmCon_t con, EvmEvent_t* p_ev_p, EvmSize_t msglen);
-EVM_API EvmStatus_t EvmEventReadFD(int p_fileDes, EvmEvent_t* p_ev_p);
-EVM_API EvmStatus_t EvmTemplateEventRead(EvmCon_t con, EvmEvent_t* p_ev_p);
+/// `baseName` is the address; null for "(ADDRESS=(PROTOCOL=tcp)(HOST=127.0.0.1))", which listens at
+/// a free port. An empty one makes a pipe that answers EvmERROR_NOT_INITIALIZED to everything, as
+/// does one that could not be made. EvmERROR_INVALID_ARGUMENT for an address that does not fit.
 EVM_API EvmStatus_t EvmPipeCreate(EvmPipe* pipe, const char* baseName);
+/// EvmERROR_CONNECT, for the following as well.
 EVM_API EvmStatus_t EvmPipeListen(EvmPipe* pipe);
+/// Waits for a connection to a listening pipe; then pipe.con carries messages.
 EVM_API EvmStatus_t EvmPipeAccept(EvmPipe* pipe);
 EVM_API EvmStatus_t EvmPipeConnect(EvmPipe* pipe);
 EVM_API EvmStatus_t EvmPipeDestroy(EvmPipe* pipe);
+
+// --- Environment ---------------------------------------------------------------------------------
+
+/// A configuration variable's value, which lives as long as the process, or the default.
+EVM_API const char* EvmGetEnvironmentVariable(const char* p_varName, const char* p_defaultValue);
+/// A configuration variable's value, or the installation home followed by the default, in a string
+/// released with free(). Null when there is neither variable nor home. Without memory the process
+/// ends with status 14.
+EVM_API char* EvmGetAbsolutePath(const char* p_varName, const char* p_defaultValue);
 
 #ifdef __cplusplus
 }

@@ -2,7 +2,11 @@
 
 #include "evm/libevm/event_handle.h"
 
-/// Records on their way out of and into the process.
+/// Records on their way out of and into the process. For the event library, the daemon and the
+/// tools that read files of records; programs use evm.h.
+///
+/// To take a record that came from outside as bytes: _evmEventWrap, which believes nothing. To read
+/// one piece by piece: _evmRecordSize of its first 120 bytes, then the rest, then _evmEventWrap.
 
 namespace evm {
 

@@ -21,12 +21,31 @@ struct scls_privgrp_id {
     std::uint32_t tag;
 };
 
+/// A process of this machine. Flat as well, and of a fixed size in messages.
+struct scls_pid {
+    std::int64_t pid;
+};
+
 enum scls_result : int {
     SCLS_OK = 0,
     SCLS_FAILED = 1,   ///< the record says what failed
     SCLS_TOO_LONG = 2, ///< the name does not fit the buffer; names are never cut
     SCLS_NONE = 3,     ///< there is no such user or group
 };
+
+/// A context of the caller's own instead of the one of slot 2: `query_size` tells how large an area
+/// it takes, and the sizes of identifiers; any of the sizes may be null. The area is aligned as
+/// malloc does; it is not freed by `ctx_destroy`.
+int scls_meta_query_size(slos*, unsigned flags, std::size_t* contextSize, std::size_t* userIdSize,
+                         std::size_t* pidSize);
+int scls_meta_ctx_init(scls_ctx* area, slos*, unsigned flags);
+int scls_meta_ctx_destroy(scls_ctx* area, slos*, unsigned flags);
+
+/// The calling process and its parent.
+int scls_pid_get_self(scls_ctx*, slos*, unsigned flags, scls_pid* process);
+int scls_pid_get_parent(scls_ctx*, slos*, unsigned flags, scls_pid* process);
+/// The system's number of a process; 0 for null.
+std::int64_t scls_pid_value(const scls_pid* process);
 
 /// Identifiers on the heap. Failing `mk` operations leave *id null; null may be copied and freed.
 scls_user_id* clsh_allocUserID();

@@ -34,6 +34,10 @@ bool clsuInDevelopmentMode();
 int clshinit();
 int clshterm();
 
+/// The cluster stack's kernel services, which message transports need; counted. 0 on success.
+int clskInit();
+int clskTerm();
+
 /// The cluster stack's own status command: runs `status_program` of node.conf with the unchanged
 /// arguments and returns its exit status (128 + n when signal n ended it). Without one, or when it
 /// cannot be run or is the calling program itself, it says so in one line on standard error and
