@@ -11,8 +11,15 @@
 
 namespace {
 
-constexpr int RESOURCES = 10000;
 constexpr int ATTRIBUTES = 12;
+
+/// VORN_BENCH_RESOURCES makes the store larger: creating it takes its time on a disk.
+int resources() {
+    static const char* const wanted = std::getenv("VORN_BENCH_RESOURCES");
+    static const int count =
+        wanted != nullptr ? static_cast<int>(std::strtol(wanted, nullptr, 10)) : 1000;
+    return count;
+}
 
 void require(int status) {
     if (status != PRZKS_OK) std::abort();
@@ -32,7 +39,7 @@ public:
         m_url = "dir:" + m_folder + "/zks";
         require(przks_create_store(m_url.c_str(), nullptr, nullptr, nullptr));
         przks_ctx* const bulk = open(PRZKS_DEFAULT, PRZKS_INIT_BULK);
-        for (int i = 0; i < RESOURCES; ++i) add_resource(bulk, i);
+        for (int i = 0; i < resources(); ++i) add_resource(bulk, i);
         require(przks_sync(bulk));
         przks_terminate(bulk);
     }
@@ -86,7 +93,7 @@ BENCHMARK(open_context)->Unit(benchmark::kMicrosecond);
 
 void read_one(benchmark::State& state) {
     przks_ctx* const ctx = store().open(static_cast<unsigned>(state.range(0)));
-    const std::string name = resource_name(4711) + ".ATTRIBUTE3";
+    const std::string name = resource_name(471) + ".ATTRIBUTE3";
     for (auto _ : state) read_key(ctx, name.c_str());
     przks_terminate(ctx);
 }
@@ -100,7 +107,7 @@ BENCHMARK(read_one)
 void read_open(benchmark::State& state) {
     przks_ctx* const ctx = store().open(static_cast<unsigned>(state.range(0)));
     przks_key* key = nullptr;
-    require(przks_open_key(ctx, (resource_name(4711) + ".ATTRIBUTE3").c_str(), &key));
+    require(przks_open_key(ctx, (resource_name(471) + ".ATTRIBUTE3").c_str(), &key));
     for (auto _ : state) {
         char buffer[256];
         unsigned length = sizeof buffer;
@@ -142,6 +149,29 @@ void enumerate_all(benchmark::State& state) {
     przks_terminate(ctx);
 }
 BENCHMARK(enumerate_all)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+/// The same values, the sub-keys of a resource in one call.
+void read_all_subkeys(benchmark::State& state) {
+    przks_ctx* const ctx = store().open(PRZKS_DEFAULT);
+    long count = 0;
+    const przks_visitor visit = [](void* arg, const char*, int status, przks_dtype, const void*,
+                                   unsigned) {
+        ++*static_cast<long*>(arg);
+        return status;
+    };
+    for (auto _ : state) {
+        count = 0;
+        enumerate(ctx, "VORN.CUR", nullptr, [&](przks_key* area, const char* resource) {
+            przks_key* key = nullptr;
+            require(przks_open_key(ctx, resource, &key, area));
+            require(przks_read_subkeys(ctx, key, visit, &count));
+            require(przks_close_key(ctx, key));
+        });
+    }
+    state.counters["attributes"] = static_cast<double>(count);
+    przks_terminate(ctx);
+}
+BENCHMARK(read_all_subkeys)->Unit(benchmark::kMillisecond);
 
 /// Setting one value: durable, and in bulk.
 void set_one(benchmark::State& state) {

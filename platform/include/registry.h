@@ -175,6 +175,18 @@ int przks_set_key_security(przks_ctx* ctx, przks_key* key, const przks_security*
 
 // For programs that serve a registry's content
 
+/// Told of one sub-key: PRZKS_OK with its value (a key without one: przks_dtype_NOVALUE, length 0),
+/// or why that cannot be read (`value` null). What the pointers show holds during the call. It may
+/// use the registry itself. Another result than 0 ends the reading.
+using przks_visitor = int (*)(void* arg, const char* name, int status, przks_dtype type,
+                              const void* value, unsigned length);
+/// Reads the values of all direct sub-keys, in byte order of their names, for less than opening
+/// each costs. Each value is whole; together they are of one moment only if nobody changes them.
+/// Sub-keys that go away meanwhile are passed over. Answers what `visit` answered when that is not
+/// 0. PRZKS_NOTFOUND when the key itself was deleted or moved meanwhile, PRZKS_BUSY when another
+/// took its place: what was told is void then, and for PRZKS_BUSY to be read again.
+int przks_read_subkeys(przks_ctx* ctx, przks_key* key, przks_visitor visit, void* arg);
+
 /// Makes every change durable that was made before the call, whoever made it.
 int przks_sync(przks_ctx* ctx);
 /// Removes what killed writers left behind. Opening needs it not; a daemon calls it at its start.

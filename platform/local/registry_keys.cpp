@@ -175,6 +175,24 @@ int przks_enum_subkey(przks_ctx* ctx, przks_key* key, unsigned index, char* name
         });
 }
 
+int przks_read_subkeys(przks_ctx* ctx, przks_key* key, przks_visitor visit, void* arg) {
+    int answer = 0;
+    const auto tell = [&](const std::string& name, const Outcome& outcome, const Value& value) {
+        answer = outcome
+                     ? visit(arg, name.c_str(), PRZKS_OK, value.type, value.bytes.data(),
+                             static_cast<unsigned>(value.bytes.size()))
+                     : visit(arg, name.c_str(), outcome.status(), przks_dtype_NOVALUE, nullptr, 0);
+        return answer == 0;
+    };
+    const int status = Call(ctx, READ, "read the sub-keys of")
+                           .run_on(key, [&](Context& context, Key&, const Place& place) {
+                               if (visit == nullptr)
+                                   return Outcome::failure(PRZKS_BADARG, "nobody is to be told");
+                               return read_subkeys(context.store, place, tell);
+                           });
+    return status != PRZKS_OK ? status : answer;
+}
+
 int przks_get_key_security(przks_ctx* ctx, przks_key* key, przks_security* security) {
     return Call(ctx, READ, "read the owner and mode of")
         .run_on(key, [&](Context& context, Key&, const Place& place) {

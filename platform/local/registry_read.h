@@ -3,6 +3,7 @@
 #include "platform/local/registry_files.h"
 #include "platform/local/registry_store.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -25,5 +26,11 @@ Outcome read_value(const Store& store, const Place& place, ReadValue& result);
 
 /// The names of the direct sub-keys in byte order.
 Outcome list_subkeys(const Store& store, const Place& place, std::vector<std::string>& names);
+
+/// Calls `visit` with each direct sub-key's name and value, or why that cannot be read, in byte
+/// order, until it answers false. PRZKS_NOTFOUND at the end when the key is not there any more,
+/// PRZKS_BUSY when another has its name.
+using VisitValue = std::function<bool(const std::string&, const Outcome&, const Value&)>;
+Outcome read_subkeys(const Store& store, const Place& place, const VisitValue& visit);
 
 } // namespace platform::registry

@@ -107,6 +107,29 @@ TEST_F(RegistryStore, KeysAreListedInOrderMovedAndDeletedWithWhatTheyHold) {
     przks_close_key(m_ctx, target);
 }
 
+TEST_F(RegistryStore, SubKeysAreReadInOneCall) {
+    for (const char* name : {"r", "r.b", "r.a", "r.a.x"}) set(m_ctx, name, name);
+    fs::resize_file(m_folder + "/store/keys/r/b", 3);
+    const przks_visitor visit = [](void* arg, const char* name, int status, przks_dtype,
+                                   const void* value, unsigned length) {
+        auto& told = *static_cast<std::string*>(arg);
+        told += std::string(name) + (status == PRZKS_OK ? '=' : '!');
+        if (value != nullptr) told.append(static_cast<const char*>(value), length);
+        return told.size() > 20 ? 77 : 0;
+    };
+    przks_key* key = nullptr;
+    ASSERT_EQ(przks_open_key(m_ctx, "r", &key), PRZKS_OK);
+    std::string told;
+    EXPECT_EQ(przks_read_subkeys(m_ctx, key, visit, &told), PRZKS_OK);
+    EXPECT_EQ(told, "a=r.ab!");
+    told.resize(20);
+    EXPECT_EQ(przks_read_subkeys(m_ctx, key, visit, &told), 77) << "the visitor ends the reading";
+    EXPECT_EQ(przks_delete_key(m_ctx, key, PRZKS_DELETE_TREE), PRZKS_OK);
+    EXPECT_EQ(przks_read_subkeys(m_ctx, key, visit, &told), PRZKS_NOTFOUND);
+    EXPECT_EQ(przks_read_subkeys(m_ctx, key, nullptr, nullptr), PRZKS_BADARG);
+    przks_close_key(m_ctx, key);
+}
+
 TEST_F(RegistryStore, TheRebootLevelReadsWhileTheServiceIsDown) {
     set(m_ctx, "a", "1");
     std::ofstream(m_folder + "/store/DOWN");
