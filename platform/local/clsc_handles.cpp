@@ -1,10 +1,8 @@
 #include "platform/local/clsc_handles.h"
 
 #include "platform/include/immortal.h"
-#include "platform/include/node_config.h"
 
 #include <algorithm>
-#include <chrono>
 
 namespace platform {
 
@@ -29,11 +27,6 @@ std::uint64_t thread_number() {
     return own;
 }
 
-std::chrono::milliseconds message_time() {
-    const node_config* const config = node_config_get();
-    return std::chrono::seconds((config != nullptr ? *config : node_config()).message_time_s);
-}
-
 /// A handle in a list of its own: joining the area's then cannot fail.
 std::list<clsccon> new_handle(clscugblm& area) {
     std::list<clsccon> made(1);
@@ -56,7 +49,7 @@ int Connection::connect_until(const Deadline& until) {
 }
 
 void Connection::attach(Descriptor socket) {
-    m_socket.emplace(std::move(socket), m_wakeup, message_time());
+    m_socket.emplace(std::move(socket), m_wakeup, configured_message_time());
     m_connected.store(true, std::memory_order_release);
 }
 

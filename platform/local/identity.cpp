@@ -8,7 +8,14 @@
 #include <memory>
 #include <string>
 
+/// The services need no state: a context is only told apart from none.
+struct scls_ctx {
+    std::uint32_t magic;
+};
+
 namespace {
+
+constexpr std::uint32_t CONTEXT_MAGIC = 0x5c151d00;
 
 template <class Id>
 Id* copy_of(const Id* id) {
@@ -97,6 +104,48 @@ void clsh_freeUserID(scls_user_id* id) {
 
 void clsh_freePrivGrpID(scls_privgrp_id* id) {
     const std::unique_ptr<scls_privgrp_id> owned(id);
+}
+
+int scls_meta_query_size(slos* err, unsigned /*flags*/, std::size_t* contextSize,
+                         std::size_t* userIdSize, std::size_t* pidSize) {
+    slos_clear(err);
+    if (contextSize != nullptr) *contextSize = sizeof(scls_ctx);
+    if (userIdSize != nullptr) *userIdSize = sizeof(scls_user_id);
+    if (pidSize != nullptr) *pidSize = sizeof(scls_pid);
+    return SCLS_OK;
+}
+
+int scls_meta_ctx_init(scls_ctx* area, slos* err, unsigned /*flags*/) {
+    slos_clear(err);
+    if (area == nullptr) return fail(err, SCLS_FAILED, "scls_meta_ctx_init", "no area");
+    std::construct_at(area, scls_ctx{CONTEXT_MAGIC});
+    return SCLS_OK;
+}
+
+int scls_meta_ctx_destroy(scls_ctx* area, slos* err, unsigned /*flags*/) {
+    slos_clear(err);
+    if (area == nullptr || area->magic != CONTEXT_MAGIC)
+        return fail(err, SCLS_FAILED, "scls_meta_ctx_destroy", "no context");
+    area->magic = 0;
+    return SCLS_OK;
+}
+
+int scls_pid_get_self(scls_ctx* /*context*/, slos* err, unsigned /*flags*/, scls_pid* process) {
+    slos_clear(err);
+    if (process == nullptr) return fail(err, SCLS_FAILED, "scls_pid_get_self", "no place");
+    *process = scls_pid{getpid()};
+    return SCLS_OK;
+}
+
+int scls_pid_get_parent(scls_ctx* /*context*/, slos* err, unsigned /*flags*/, scls_pid* process) {
+    slos_clear(err);
+    if (process == nullptr) return fail(err, SCLS_FAILED, "scls_pid_get_parent", "no place");
+    *process = scls_pid{getppid()};
+    return SCLS_OK;
+}
+
+std::int64_t scls_pid_value(const scls_pid* process) {
+    return process == nullptr ? 0 : process->pid;
 }
 
 int scls_idq_get_user_id(scls_ctx* /*context*/, slos* err, unsigned /*zero*/, scls_user_id* id) {

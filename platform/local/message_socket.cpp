@@ -1,6 +1,7 @@
 #include "platform/local/message_socket.h"
 
 #include "platform/include/clsc.h"
+#include "platform/include/node_config.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -21,6 +22,11 @@ bool is_exhaustion(int error) {
 }
 
 } // namespace
+
+std::chrono::milliseconds configured_message_time() {
+    const node_config* const config = node_config_get();
+    return std::chrono::seconds((config != nullptr ? *config : node_config()).message_time_s);
+}
 
 MessageSocket::MessageSocket(Descriptor socket, const Wakeup& wakeup,
                              std::chrono::milliseconds message_time)

@@ -24,6 +24,9 @@ enum class Transfer {
     woken,        ///< the wake-up was fired
 };
 
+/// node.conf's `message_time`, its default without a usable file.
+std::chrono::milliseconds configured_message_time();
+
 /// Whole messages over a connected stream socket: the first 4 bytes of a message, little-endian,
 /// are its whole length.
 ///

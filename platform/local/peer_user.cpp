@@ -3,7 +3,6 @@
 #include "platform/include/node_config.h"
 #include "platform/local/user_database.h"
 
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,7 +19,7 @@ bool owns_runtime_dir(uid_t uid) {
 
 } // namespace
 
-std::optional<uid_t> peer_user(int fd) {
+std::optional<ucred> peer_credentials(int fd) {
     int domain = 0;
     socklen_t length = sizeof domain;
     if (getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &length) != 0 || domain != AF_UNIX)
@@ -28,7 +27,12 @@ std::optional<uid_t> peer_user(int fd) {
     ucred credentials{};
     length = sizeof credentials;
     if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0) return std::nullopt;
-    return credentials.uid;
+    return credentials;
+}
+
+std::optional<uid_t> peer_user(int fd) {
+    const std::optional<ucred> credentials = peer_credentials(fd);
+    return credentials ? std::optional(credentials->uid) : std::nullopt;
 }
 
 std::string user_text(uid_t uid) {

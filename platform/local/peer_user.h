@@ -1,11 +1,16 @@
 #pragma once
 
+#include <sys/socket.h>
 #include <sys/types.h>
 
 #include <optional>
 #include <string>
 
 namespace platform {
+
+/// The process and user behind the other end of a Unix-domain socket as the kernel knows them;
+/// nothing for other sockets.
+std::optional<ucred> peer_credentials(int fd);
 
 /// The user behind the other end of a Unix-domain socket as the kernel knows it; nothing for other
 /// sockets. For a client that is the user who called listen.

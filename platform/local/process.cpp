@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -19,6 +20,9 @@ namespace {
 
 /// Longest time that the end of a process waits for its diagnostics.
 constexpr unsigned FLUSH_TIME_MS = 1000;
+
+/// The kernel services need no preparation; only unpaired ends are told.
+constinit std::atomic<int> kernelServiceUsers{0};
 
 void flush_streams() {
     std::cout.flush();
@@ -92,6 +96,17 @@ int clshinit() {
 
 int clshterm() {
     return clsdfflush_to(CLSD_FLUSH_ALL, FLUSH_TIME_MS);
+}
+
+int clskInit() {
+    ++kernelServiceUsers;
+    return 0;
+}
+
+int clskTerm() {
+    if (kernelServiceUsers.fetch_sub(1) > 0) return 0;
+    ++kernelServiceUsers;
+    return 1;
 }
 
 void scls_reserve_standard_streams() {

@@ -19,6 +19,13 @@ void Wakeup::fire() {
     if (m_event) eventfd_write(m_event.get(), one);
 }
 
+void Wakeup::rearm() {
+    // In this order: of a firing in between at least the flag remains.
+    eventfd_t count = 0;
+    m_fired.store(false, std::memory_order_release);
+    if (m_event) eventfd_read(m_event.get(), &count);
+}
+
 Wait wait_for(int fd, short events, const Wakeup& wakeup, const Deadline& deadline) {
     std::array<pollfd, 2> descriptors{pollfd{fd, events, 0},
                                       pollfd{wakeup.descriptor(), POLLIN, 0}};

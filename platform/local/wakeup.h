@@ -7,13 +7,15 @@
 
 namespace platform {
 
-/// Ends the waits on a socket from another thread, for good: once fired it stays so. Firing never
-/// blocks and touches no socket, so the socket may be in use meanwhile.
+/// Ends the waits on a socket from another thread: once fired it stays so until it is rearmed.
+/// Firing never blocks and touches no socket, so the socket may be in use meanwhile.
 class Wakeup {
 public:
     /// False with errno set when there is no descriptor left.
     bool open();
     void fire();
+    /// Makes a fired one fit for further waits. One that is fired meanwhile may stay fired.
+    void rearm();
     [[nodiscard]] bool fired() const { return m_fired.load(std::memory_order_acquire); }
     [[nodiscard]] int descriptor() const { return m_event.get(); }
 
