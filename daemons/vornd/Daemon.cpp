@@ -11,12 +11,20 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 namespace vornd {
 
 namespace {
 
 constexpr const char* UI_SOCKET = "VORND_UI_SOCKET";
+
+/// The program that supervises checks: this one, even when its file was replaced by an update.
+constexpr const char* OWN_PROGRAM = "/proc/self/exe";
+constexpr const char* SCRIPT_PATH =
+    "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
+constexpr const char* HOME_ENTRY = "ZEL_VORN_HOME=";
+constexpr const char* CONFIGURATION_FILE = "VORN_NODE_CONF";
 
 const node_config& configuration() {
     node_config_error error;
@@ -31,15 +39,44 @@ Members membersOf(const node_config& config) {
     return members;
 }
 
-std::string profileFolder() {
+std::string installationHome() {
     const char* const home = clsgenv(CLSGENV_HOME);
-    const std::string known = home == nullptr ? "" : home;
+    std::string known = home == nullptr ? "" : home;
     clsgenvterm();
     if (known.empty())
         throw StartError("ZEL_VORN_HOME is not set; set it to the installation home");
     if (TAV::Path(known).initializePaths() != 0)
         throw StartError("ZEL_VORN_HOME is too long: " + printable(known));
-    return TAV::Path::profile_path;
+    return known;
+}
+
+/// Scripts get nothing of the daemon's own environment but what says where they are.
+CheckEnvironment checkEnvironment(const node_config& config, const std::string& home) {
+    CheckEnvironment environment{
+        OWN_PROGRAM, config.node_name, TAV::Path::script_path, {SCRIPT_PATH, HOME_ENTRY + home}};
+    const char* const file = std::getenv(CONFIGURATION_FILE);
+    if (file != nullptr)
+        environment.variables.push_back(std::string(CONFIGURATION_FILE) + "=" + file);
+    return environment;
+}
+
+StartError unusableRegistry(const node_config& config, const RegistryError& error) {
+    const std::string where = printable(config.cluster_registry);
+    if (error.status() == PRZKS_NOSTORE)
+        return StartError("no registry at " + where + "; make it with vornreg init");
+    if (error.status() == PRZKS_NOTFOUND)
+        return StartError("the registry at " + where +
+                          " has no place for resources; make it with vornreg init");
+    return StartError(printable(error.what()) + "; the registry is " + where);
+}
+
+std::unique_ptr<RegistrySource> openSource(const node_config& config, Checks& checks) {
+    try {
+        return std::make_unique<RegistrySource>(
+            [&checks](const ModelPointer& model) { checks.take(model); });
+    } catch (const RegistryError& error) {
+        throw unusableRegistry(config, error);
+    }
 }
 
 std::string endpoint(const node_config& config) {
@@ -80,35 +117,34 @@ Daemon::Daemon(const Limits& limits) {
     const node_config& config = configuration();
     m_node = config.node_name;
     m_members = membersOf(config);
-    m_source = std::make_unique<ProfileSource>(profileFolder());
+    m_checks = std::make_unique<Checks>(checkEnvironment(config, installationHome()));
+    m_source = openSource(config, *m_checks);
     m_server = listen(config, limits, [this](const TAV::Message& request, const std::string& user) {
         return answer(request, user);
     });
 }
 
 void Daemon::start() {
-    if (!m_server->start()) throw StartError("no thread can be started; free memory or processes");
-    logLine("serving node ", m_node);
+    m_checks->take(m_source->snapshot());
+    if (!m_source->start() || !m_checks->start() || !m_server->start())
+        throw StartError("no thread can be started; free memory or processes");
+    logLine("serving node ", m_node, ", ", m_source->snapshot()->resources().size(), " resources");
 }
 
 void Daemon::refresh() {
-    try {
-        m_source->refresh();
-    } catch (const std::exception& error) {
-        logLine("looking for changed profiles: ", error.what());
-    }
+    m_source->refresh();
 }
 
 void Daemon::stop() {
     m_server->stop();
+    m_checks->stop();
+    m_source->stop();
     logLine("stopped serving node ", m_node);
 }
 
-std::unique_ptr<TAV::Container> Daemon::answer(const TAV::Message& request,
-                                               const std::string& user) {
+FramePointer Daemon::answer(const TAV::Message& request, const std::string& user) {
     SystemCaller caller(user);
-    const ModelPointer model = m_source->snapshot();
-    return answerStatus(request, caller, *model, m_members);
+    return m_replies.frameFor(request, caller, m_source->snapshot(), m_members);
 }
 
 } // namespace vornd

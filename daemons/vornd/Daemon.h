@@ -1,11 +1,13 @@
 #pragma once
 
+#include "daemons/vornd/Checks.h"
 #include "daemons/vornd/Limits.h"
-#include "daemons/vornd/ProfileSource.h"
+#include "daemons/vornd/RegistrySource.h"
+#include "daemons/vornd/ReplyCache.h"
 #include "daemons/vornd/Server.h"
 #include "daemons/vornd/StatusService.h"
 
-#include <optional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -17,28 +19,30 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// The resource manager daemon of this node: resources from the installation's profiles, served to
-/// the status command.
+/// The resource manager daemon of this node: it serves the resources of the cluster registry to the
+/// status command, and checks those that this node hosts.
 class Daemon {
 public:
-    /// Reads node.conf and the profiles and takes the node's endpoint; throws StartError.
+    /// Reads node.conf and the registry and takes the node's endpoint; throws StartError.
     explicit Daemon(const Limits& limits = Limits());
 
-    /// Serves from now on; throws StartError.
+    /// Serves and checks from now on; throws StartError.
     void start();
-    /// Looks for changed profiles at once.
+    /// Reads the registry anew, at once.
     void refresh();
-    /// Stops serving and waits for the clients under way, within their grace.
+    /// Stops serving and checking; waits for the clients under way, within their grace.
     void stop();
 
     [[nodiscard]] const std::string& node() const { return m_node; }
 
 private:
-    std::unique_ptr<TAV::Container> answer(const TAV::Message& request, const std::string& user);
+    FramePointer answer(const TAV::Message& request, const std::string& user);
 
     std::string m_node;
     Members m_members;
-    std::unique_ptr<ResourceSource> m_source;
+    std::unique_ptr<Checks> m_checks;
+    std::unique_ptr<RegistrySource> m_source;
+    ReplyCache m_replies;
     std::unique_ptr<Server> m_server;
 };
 

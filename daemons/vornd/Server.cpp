@@ -45,6 +45,15 @@ void logDropped(Session& session, const std::string& reason) {
     logLine("client of ", printable(session.user), " dropped: ", reason);
 }
 
+/// The frame as the communication layer wants it, which sends it without a change.
+clscmsgh* messageIn(const std::vector<unsigned char>& frame) {
+    return reinterpret_cast<clscmsgh*>(const_cast<unsigned char*>(frame.data()));
+}
+
+unsigned frameSize(const std::vector<unsigned char>& frame) {
+    return static_cast<unsigned>(frame.size());
+}
+
 /// Waits until the client has closed; anything that it still sends ends the connection as well.
 void awaitClose(TAV::Socket& socket) {
     alignas(clscmsgh) unsigned char header[CLSC_MIN_MESSAGE];
@@ -105,9 +114,8 @@ void Server::serve(Session& session) {
 }
 
 void Server::exchange(Session& session) {
-    std::vector<unsigned char> frame = frameFor(receive(session), session.user);
-    const auto size = static_cast<unsigned>(frame.size());
-    const int result = session.socket.tav_clssend(reinterpret_cast<clscmsgh*>(frame.data()), size);
+    const FramePointer frame = frameFor(receive(session), session.user);
+    const int result = session.socket.tav_clssend(messageIn(*frame), frameSize(*frame));
     if (result != CLSC_OK) return logDropped(session, "it did not take the reply");
     m_sessions.setDeadline(session, m_limits.closeTime, nullptr);
     awaitClose(session.socket);
@@ -122,11 +130,10 @@ std::unique_ptr<const TAV::Message> Server::receive(Session& session) {
 }
 
 /// Only the frame outlives this: while a slow client takes it, nothing else is kept for it.
-std::vector<unsigned char> Server::frameFor(std::unique_ptr<const TAV::Message> request,
-                                            const std::string& user) {
+FramePointer Server::frameFor(std::unique_ptr<const TAV::Message> request,
+                              const std::string& user) {
     const Turnstile::Pass pass(m_builders);
-    const std::unique_ptr<const TAV::Container> reply = m_answer(*request, user);
-    return TAV::MessageStream().encode(*reply);
+    return m_answer(*request, user);
 }
 
 } // namespace vornd

@@ -1,23 +1,21 @@
 #pragma once
 
 #include "daemons/vornd/Limits.h"
+#include "daemons/vornd/ReplyCache.h"
 #include "daemons/vornd/Sessions.h"
 #include "daemons/vornd/Thread.h"
 #include "daemons/vornd/Turnstile.h"
-#include "tav/comm/Container.h"
 #include "tav/comm/ServerSocket.h"
 
 #include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace vornd {
 
-/// The reply to a request of a user.
-using AnswerFunction =
-    std::function<std::unique_ptr<TAV::Container>(const TAV::Message&, const std::string& user)>;
+/// The reply to a request of a user, ready to be sent.
+using AnswerFunction = std::function<FramePointer(const TAV::Message&, const std::string& user)>;
 
 /// Serves one request a connection on an endpoint of this node.
 ///
@@ -44,8 +42,7 @@ private:
     void serve(Session& session);
     void exchange(Session& session);
     std::unique_ptr<const TAV::Message> receive(Session& session);
-    std::vector<unsigned char> frameFor(std::unique_ptr<const TAV::Message> request,
-                                        const std::string& user);
+    FramePointer frameFor(std::unique_ptr<const TAV::Message> request, const std::string& user);
 
     const Limits m_limits;
     const AnswerFunction m_answer;

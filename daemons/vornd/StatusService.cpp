@@ -101,7 +101,12 @@ bool mayRead(const Resource& resource, Caller& caller) {
 
 std::unique_ptr<TAV::Container> answerStatus(const TAV::Message& message, Caller& caller,
                                              const ResourceModel& model, const Members& members) {
-    const std::optional<StatusRequest> request = StatusRequest::read(message);
+    return answerStatus(StatusRequest::read(message), caller, model, members);
+}
+
+std::unique_ptr<TAV::Container> answerStatus(const std::optional<StatusRequest>& request,
+                                             Caller& caller, const ResourceModel& model,
+                                             const Members& members) {
     if (!request) return onlyResult(RESULT_NOT_UNDERSTOOD);
     if (request->member && !members.contains(*request->member))
         return onlyResult(RESULT_UNKNOWN_MEMBER);

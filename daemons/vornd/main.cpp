@@ -1,3 +1,4 @@
+#include "daemons/vornd/CheckSupervisor.h"
 #include "daemons/vornd/Daemon.h"
 #include "platform/include/process.h"
 
@@ -11,9 +12,11 @@ namespace {
 constexpr const char* USAGE =
     "Usage:  vornd [--help]\n"
     "\n"
-    "Serves the resources of this node's cluster to the status command, in the foreground.\n"
-    "node.conf is found through VORN_NODE_CONF, profiles below ZEL_VORN_HOME.\n"
-    "SIGTERM and SIGINT end it, SIGHUP makes it look for changed profiles at once.\n";
+    "Serves the resources of this node's cluster to the status command, in the foreground, and\n"
+    "checks those that this node hosts.\n"
+    "node.conf, found through VORN_NODE_CONF, names the cluster registry that holds them; action\n"
+    "scripts lie below ZEL_VORN_HOME.\n"
+    "SIGTERM and SIGINT end it, SIGHUP makes it read the registry anew.\n";
 
 constexpr int STATUS_FAILED = 1;
 
@@ -51,6 +54,7 @@ int run() {
 
 int main(int argc, char** argv) {
     const std::string_view argument = argc > 1 ? argv[1] : "";
+    if (argument == vornd::CHECK_SUPERVISOR) return vornd::superviseCheck(argc, argv);
     if (argc == 2 && argument == "--help") {
         std::cout << USAGE;
         return 0;
