@@ -1,0 +1,24 @@
+#pragma once
+
+#include "cppgen/clsLog.h"
+#include "daemons/vornd/DaemonLog.h"
+
+#include <sstream>
+
+namespace evmd {
+
+using vornd::printable;
+using vornd::systemError;
+
+/// The daemon's log, "EVMD".
+CLS_Debug::CLSlog& daemonLog();
+
+/// Writes one line made of the pieces; a leading space is added.
+template <class... Pieces>
+void logLine(const Pieces&... pieces) {
+    std::ostringstream text;
+    ((text << ' ') << ... << pieces);
+    daemonLog().log(text);
+}
+
+} // namespace evmd
