@@ -46,7 +46,8 @@ TEST_F(EventFileTest, CutsATornTailAtEveryByte) {
         ASSERT_EQ(takeOver(whole + third.substr(0, length)), (Ids{1, 2, 99})) << length;
         // The disk got the file's new length, but not all of the bytes.
         const std::string holes = third.substr(0, length) + std::string(third.size(), '\0');
-        ASSERT_EQ(takeOver(whole + holes), (Ids{1, 2, 99})) << length;
+        const bool isWhole = length > third.find_last_not_of('\0');
+        ASSERT_EQ(takeOver(whole + holes), isWhole ? (Ids{1, 2, 3, 99}) : (Ids{1, 2, 99})) << length;
     }
     EXPECT_EQ(takeOver(whole + third), (Ids{1, 2, 3, 99}));
     EXPECT_EQ(takeOver(whole + std::string(4096, '\0')), (Ids{1, 2, 99}));
@@ -97,13 +98,13 @@ TEST_F(EventFileTest, RotatesBySizeAndKeepsTheLast) {
 }
 
 TEST_F(EventFileTest, LeavesNothingHalfOnAFullDisk) {
-    const std::string large = makeRecord(7, 50'000);
+    const std::string large = makeRecord(7, 5'000'000);
     const auto body = [&] {
         signal(SIGXFSZ, SIG_IGN);
         EventFile file(path, UNLIMITED);
         rlimit room{};
         getrlimit(RLIMIT_FSIZE, &room);
-        const rlimit little{20'000, room.rlim_max};
+        const rlimit little{2'000'000, room.rlim_max};
         setrlimit(RLIMIT_FSIZE, &little);
         if (append(file, {first, large, second}) != "+-+") return 1;
         if (append(file, {large}) != "-" || fs::file_size(path) != first.size() + second.size())
