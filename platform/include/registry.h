@@ -40,11 +40,11 @@ enum przks_status : int {
     PRZKS_BADARG = 11,   ///< null where something is needed, a closed handle, a value out of range
     PRZKS_READONLY = 12, ///< a change through a REBOOT context, or the file system is read-only
     PRZKS_HASSUBKEYS = 13,
-    PRZKS_BUSY = 14,         ///< another process kept a lock for longer than PRZKS_LOCK_WAIT_MS
-    PRZKS_NOSTORE = 15,      ///< no store exists there; the only failure without a text
-    PRZKS_CONFIG = 16,       ///< the node's configuration is unusable, or names an unknown scheme
-    PRZKS_FULL = 17,         ///< disk, quota or file size limit
-    PRZKS_RESOURCES = 18,    ///< out of memory or descriptors
+    PRZKS_BUSY = 14,      ///< another process kept a lock for longer than PRZKS_LOCK_WAIT_MS
+    PRZKS_NOSTORE = 15,   ///< no store exists there (opening has no text then), or it was removed
+    PRZKS_CONFIG = 16,    ///< the node's configuration is unusable, or names an unknown scheme
+    PRZKS_FULL = 17,      ///< disk, quota or file size limit
+    PRZKS_RESOURCES = 18, ///< out of memory or descriptors
     PRZKS_DEFAULT_LOST = 24, ///< the store's service is down; the REBOOT level still reads
 };
 
@@ -155,7 +155,9 @@ enum : unsigned { PRZKS_DELETE_TREE = 1 };
 int przks_delete_key(przks_ctx* ctx, przks_key* key, unsigned option = 0);
 
 enum : unsigned {
-    /// A key that exists at the target is replaced in one step and deleted.
+    /// A key that exists at the target is replaced in one step, and deleted after that: until then,
+    /// or for good when the writer is killed between the two, it is found under the moved key's old
+    /// name.
     PRZKS_MOVE_REPLACE = 1,
 };
 /// Moves a key with its sub-keys under `newParent` (null: `newName` is complete) in one step. The

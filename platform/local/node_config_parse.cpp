@@ -11,8 +11,6 @@ namespace {
 /// What an error text shows of a key or a value, so that its other parts survive in a fixed record.
 constexpr std::size_t KEY_SHOWN = 24;
 constexpr std::size_t VALUE_SHOWN = 24;
-/// The longest label of a host name; node names become parts of file names and addresses.
-constexpr std::size_t NODE_NAME_MAX = 63;
 /// Waiting longer than a day for one message or a recovery is a slip of the pen.
 constexpr int SECONDS_MAX = 24 * 60 * 60;
 constexpr std::int64_t LOG_SIZE_MAX = std::int64_t{1} << 40;
@@ -55,14 +53,15 @@ bool is_name_start(char c) {
     return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
 }
 
-bool is_name(std::string_view text) {
-    return !text.empty() && text.size() <= NODE_NAME_MAX && is_name_start(text.front()) &&
+bool is_name(std::string_view text, std::size_t longest = NODE_CONF_NODE_NAME_MAX) {
+    return !text.empty() && text.size() <= longest && is_name_start(text.front()) &&
            std::all_of(text.begin(), text.end(),
                        [](char c) { return is_name_start(c) || c == '-' || c == '_'; });
 }
 
-Reason store_name(std::string_view value, std::string& target) {
-    if (!is_name(value)) return shown(value) + " is no name (a-z, 0-9, '-', '_')";
+Reason store_name(std::string_view value, std::string& target,
+                  std::size_t longest = NODE_CONF_NODE_NAME_MAX) {
+    if (!is_name(value, longest)) return shown(value) + " is no name (a-z, 0-9, '-', '_')";
     target = value;
     return {};
 }
@@ -135,7 +134,9 @@ constexpr std::array KEYS{
             return store_number(value, 0, NODE_CONF_MAX_NODES - 1, c.node_number);
         }},
     Key{"cluster_name",
-        [](Config& c, Text value, Text) { return store_name(value, c.cluster_name); }},
+        [](Config& c, Text value, Text) {
+            return store_name(value, c.cluster_name, NODE_CONF_CLUSTER_NAME_MAX);
+        }},
     Key{"configuration",
         [](Config& c, Text value, Text) { return store_configuration(value, c.configuration); }},
     Key{"nodes", [](Config& c, Text value, Text) { return store_nodes(value, c.nodes); }},
@@ -149,6 +150,8 @@ constexpr std::array KEYS{
                            Text) { return store_number(value, 1, SECONDS_MAX, c.message_time_s); }},
     Key{"runtime_dir",
         [](Config& c, Text value, Text dir) { return store_path(value, dir, c.runtime_dir); }},
+    Key{"cluster_dir",
+        [](Config& c, Text value, Text dir) { return store_path(value, dir, c.cluster_dir); }},
     Key{"cluster_registry",
         [](Config& c, Text value, Text dir) {
             return store_registry(value, dir, c.cluster_registry);
@@ -195,6 +198,7 @@ public:
             if (end == std::string_view::npos) break;
             text.remove_prefix(end + 1);
         }
+        if (line_of("cluster_dir") == 0) m_config.cluster_dir = m_config.runtime_dir;
         return complete_name() && check_number() && complete_nodes();
     }
 

@@ -25,6 +25,8 @@ public:
         try {
             Outcome outcome = may_run();
             if (outcome) outcome = operation(*m_context);
+            if (outcome.status() == PRZKS_NOTFOUND && m_context->store.is_removed())
+                outcome = Outcome::failure(PRZKS_NOSTORE, "the store was removed", ENOENT);
             return finish(key, outcome);
         } catch (const std::bad_alloc&) {
             return out_of_memory();

@@ -6,34 +6,33 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <ctime>
 #include <utility>
 #include <vector>
 
 namespace platform::registry {
 namespace {
 
-/// Nothing is under construction for longer, however busy the machine is.
-constexpr std::time_t ABANDONED_AFTER_S = 60;
-
-bool is_abandoned(int folder, const std::string& entry) {
-    if (entry.starts_with(DELETED)) return true;
-    struct stat status {};
-    return status_of_entry(folder, entry, status) &&
-           status.st_mtime < std::time(nullptr) - ABANDONED_AFTER_S;
-}
-
-/// Cleans one folder and tells the folders in it.
+/// Cleans one folder and tells the keys in it that are folders. What is foreign to the store stays.
 void clean_folder(int folder, const std::string& path, std::vector<std::string>& further) {
-    std::vector<std::string> leftovers;
+    std::vector<std::string> made;
+    std::vector<std::string> deleted;
     list_folder(folder, [&](std::string_view entry, unsigned char type) {
-        if (entry.starts_with(UNDER_CONSTRUCTION) || entry.starts_with(DELETED))
-            leftovers.emplace_back(entry);
-        else if (type == DT_DIR || type == DT_UNKNOWN)
+        if (entry.starts_with(UNDER_CONSTRUCTION))
+            made.emplace_back(entry);
+        else if (entry.starts_with(DELETED))
+            deleted.emplace_back(entry);
+        else if ((type == DT_DIR || type == DT_UNKNOWN) && unescape_component(entry))
             further.push_back(path.empty() ? std::string(entry) : path + "/" + std::string(entry));
     });
-    for (const std::string& entry : leftovers)
-        if (is_abandoned(folder, entry)) remove_all(folder, entry);
+    for (const std::string& entry : made) remove_abandoned(folder, entry);
+    for (const std::string& entry : deleted) remove_all(folder, entry);
+}
+
+/// What an interrupted creation of the store left beside the root key.
+void clean_store_folder(const Store& store) {
+    std::vector<std::string> keys;
+    const Descriptor folder = open_beneath(store.folder.get(), {}, OPEN_FOLDER);
+    if (folder) clean_folder(folder.get(), {}, keys);
 }
 
 } // namespace
@@ -41,6 +40,7 @@ void clean_folder(int folder, const std::string& path, std::vector<std::string>&
 Outcome clean(const Store& store) {
     const Descriptor root = open_beneath(store.keys.get(), {}, OPEN_FOLDER);
     if (!root) return Outcome::system("opening the root key", errno);
+    clean_store_folder(store);
     std::vector<std::string> waiting{std::string()};
     while (!waiting.empty()) {
         const std::string path = std::move(waiting.back());

@@ -45,7 +45,7 @@ Outcome fit_form(const Folders& folders, const std::string& entry) {
     if (fstat(folders.to.get(), &above) != 0)
         return Outcome::system("looking at its folder", errno);
     if (may_be_file(security_of(status), security_of(above))) return {};
-    return make_entry_a_folder(folders.from.get(), entry, nullptr);
+    return make_entry_a_folder(folders.from.get(), entry);
 }
 
 Outcome settle_both(const Store& store, const Folders& folders) {

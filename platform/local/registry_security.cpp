@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace platform::registry {
 namespace {
@@ -22,7 +23,7 @@ Outcome detach_subkeys(int folder) {
     });
     if (!listed) return Outcome::system("reading its folder", errno);
     for (const std::string& entry : entries)
-        if (Outcome outcome = make_entry_a_folder(folder, entry, nullptr);
+        if (Outcome outcome = make_entry_a_folder(folder, entry);
             !outcome && outcome.status() != PRZKS_IO) // what is damaged stays as it is
             return outcome;
     return {};
@@ -37,18 +38,6 @@ Outcome change_folder(const Store& store, int folder, const struct stat& status,
     if (Outcome outcome = detach_subkeys(folder); !outcome) return outcome;
     if (!give_security(folder, security)) return Outcome::system(CHANGING, errno);
     return settle(store, folder);
-}
-
-Outcome change_file(const Store& store, int holder, const std::string& entry,
-                    const przks_security& security) {
-    FolderLock lock;
-    if (Outcome outcome = FolderLock::take(lock, holder, EXCLUSIVE); !outcome) return outcome;
-    struct stat status {};
-    if (!status_of_entry(holder, entry, status)) return Outcome::system({}, errno);
-    if (!S_ISREG(status.st_mode)) return Outcome::again();
-    if (same_security(security_of(status), security)) return {};
-    if (Outcome outcome = make_entry_a_folder(holder, entry, &security); !outcome) return outcome;
-    return settle(store, holder);
 }
 
 } // namespace
@@ -67,9 +56,8 @@ Outcome set_security(const Store& store, const Place& place, const przks_securit
         if (Outcome outcome = look_up(store, place, status); !outcome) return outcome;
         if (same_security(security_of(status), wanted)) return {};
         if (!S_ISDIR(status.st_mode)) {
-            Descriptor holder;
-            if (Outcome outcome = open_holder(store, place, holder); !outcome) return outcome;
-            return change_file(store, holder.get(), place.entry(), wanted);
+            Outcome outcome = make_key_a_folder(store, place);
+            return outcome ? Outcome::again() : std::move(outcome);
         }
         const Descriptor folder = open_beneath(store.keys.get(), place.path, OPEN_FOLDER);
         if (!folder) return Outcome::system({}, errno);

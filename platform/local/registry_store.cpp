@@ -16,11 +16,20 @@ constexpr std::string_view FORMAT_LINE = "vorn registry 1\n";
 constexpr unsigned SET_GROUP = S_ISGID; ///< entries of a folder get the folder's group
 constexpr mode_t STORE_MODE = 0755;
 
+/// Whether the root key holds anything; no also when that cannot be seen.
+bool holds_keys(int folder) {
+    bool any = false;
+    const Descriptor keys = open_beneath(folder, KEYS_FOLDER, OPEN_FOLDER);
+    if (keys) list_folder(keys.get(), [&](std::string_view, unsigned char) { any = true; });
+    return any;
+}
+
 Outcome check_format(int folder) {
     const Descriptor file = open_beneath(folder, FORMAT_FILE, OPEN_VALUE);
-    if (!file)
-        return errno == ENOENT ? Outcome::failure(PRZKS_NOSTORE, {}, ENOENT)
-                               : Outcome::system("reading FORMAT", errno);
+    if (!file && errno != ENOENT) return Outcome::system("reading FORMAT", errno);
+    if (!file && holds_keys(folder))
+        return Outcome::failure(PRZKS_IO, "the file FORMAT is missing", ENOENT);
+    if (!file) return Outcome::failure(PRZKS_NOSTORE, {}, ENOENT);
     FileBytes bytes;
     if (!bytes.read(file.get(), FORMAT_LINE.size() + 1))
         return Outcome::system("reading FORMAT", errno);
@@ -61,7 +70,8 @@ Outcome check_unused(int folder) {
     });
     if (!listed) return Outcome::system("reading the folder", errno);
     if (exists) return Outcome::failure(PRZKS_EXISTS, "there is a registry already", EEXIST);
-    if (foreign) return Outcome::failure(PRZKS_EXISTS, "the folder is not empty", ENOTEMPTY);
+    if (foreign || holds_keys(folder))
+        return Outcome::failure(PRZKS_EXISTS, "the folder is not empty", ENOTEMPTY);
     return {};
 }
 
@@ -72,6 +82,17 @@ Outcome make_keys(int folder, const przks_security& security) {
     if (!keys || !give_security(keys.get(), security) || !make_durable(keys.get()))
         return Outcome::system("making the root key", errno);
     return {};
+}
+
+/// Changes owner and group, by way of a mode that allows nobody what only the old or only the new
+/// security does. False with errno, and the mode as it was.
+bool give_away(int fd, const przks_security& security, unsigned mode, unsigned meanwhile) {
+    if (meanwhile != mode && fchmod(fd, meanwhile) != 0) return false;
+    if (fchown(fd, security.uid, security.gid) == 0) return true;
+    const int why = errno;
+    if (meanwhile != mode) fchmod(fd, mode);
+    errno = why;
+    return false;
 }
 
 /// The folder above knows the store only once it is on the disk itself.
@@ -85,9 +106,10 @@ bool make_entry_durable(const std::string& folder_name) {
 Outcome Store::open(const std::string& folder_name, Store& store) {
     store.folder_name = folder_name;
     store.folder = Descriptor(::open(folder_name.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!store.folder)
-        return errno == ENOENT ? Outcome::failure(PRZKS_NOSTORE, {}, ENOENT)
-                               : Outcome::system("opening the folder", errno);
+    if (!store.folder && errno == ENOENT) return Outcome::failure(PRZKS_NOSTORE, {}, ENOENT);
+    if (!store.folder && errno == ENOTDIR)
+        return Outcome::failure(PRZKS_IO, "it is not a folder", ENOTDIR);
+    if (!store.folder) return Outcome::system("opening the folder", errno);
     if (Outcome outcome = check_format(store.folder.get()); !outcome) return outcome;
     store.keys = open_beneath(store.folder.get(), KEYS_FOLDER, OPEN_PLACE | O_DIRECTORY);
     if (!store.keys) return Outcome::failure(PRZKS_IO, "the root key is missing", errno);
@@ -114,6 +136,11 @@ Outcome Store::check_up() const {
     return {};
 }
 
+bool Store::is_removed() const {
+    struct stat status {};
+    return fstat(keys.get(), &status) == 0 && status.st_nlink == 0;
+}
+
 przks_security security_of(const struct stat& status) {
     return {status.st_uid, status.st_gid, status.st_mode & MODE_BITS};
 }
@@ -125,12 +152,14 @@ bool same_security(const przks_security& one, const przks_security& other) {
 bool give_security(int fd, const przks_security& security) {
     struct stat status {};
     if (fstat(fd, &status) != 0) return false;
-    if ((status.st_uid != security.uid || status.st_gid != security.gid) &&
-        fchown(fd, security.uid, security.gid) != 0)
-        return false;
     unsigned mode = security.mode & MODE_BITS;
     if (S_ISDIR(status.st_mode)) mode |= SET_GROUP | (mode & 0444u) >> 2;
-    return (status.st_mode & 07777u) == mode || fchmod(fd, mode) == 0;
+    unsigned now = status.st_mode & 07777u;
+    if (status.st_uid != security.uid || status.st_gid != security.gid) {
+        if (!give_away(fd, security, now, now & mode)) return false;
+        now &= mode;
+    }
+    return now == mode || fchmod(fd, mode) == 0;
 }
 
 bool may_be_file(const przks_security& security, const przks_security& above) {

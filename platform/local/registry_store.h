@@ -49,6 +49,8 @@ struct Store {
     static Outcome open(const std::string& folder_name, Store& store);
     static Outcome create(const std::string& folder_name, const przks_security& security);
     [[nodiscard]] Outcome check_up() const;
+    /// Whether somebody removed it from the disk since it was opened.
+    [[nodiscard]] bool is_removed() const;
 };
 
 przks_security security_of(const struct stat& status);

@@ -3,6 +3,7 @@
 #include "platform/local/registry_files.h"
 #include "platform/local/registry_store.h"
 
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -92,28 +93,59 @@ void remove_all(int folder, const std::string& entry) {
     remove_one(folder, entry);
 }
 
+void remove_abandoned(int folder, const std::string& entry) {
+    const Descriptor fd = open_beneath(folder, entry, OPEN_VALUE);
+    if (fd && flock(fd.get(), LOCK_EX | LOCK_NB) == 0) remove_all(folder, entry);
+}
+
 Temporary::~Temporary() {
+    unlock();
     if (!m_name.empty()) remove_all(m_folder, m_name);
 }
 
 Outcome Temporary::make_file(std::string_view bytes, bool durable) {
-    std::string name = fresh_name(UNDER_CONSTRUCTION);
-    m_fd = Descriptor(openat(m_folder, name.c_str(),
-                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE));
-    if (!m_fd) return Outcome::system("making a file", errno);
-    m_name = std::move(name);
+    Outcome made = repeat([&]() -> Outcome {
+        std::string name = fresh_name(UNDER_CONSTRUCTION);
+        m_fd = Descriptor(openat(m_folder, name.c_str(),
+                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, FILE_MODE));
+        if (!m_fd) return Outcome::system("making a file", errno);
+        m_name = std::move(name);
+        return lock();
+    });
+    if (!made) return made;
     if (!write_file(m_fd.get(), bytes, durable)) return Outcome::system("writing its file", errno);
     return {};
 }
 
 Outcome Temporary::make_folder() {
-    std::string name = fresh_name(UNDER_CONSTRUCTION);
-    if (mkdirat(m_folder, name.c_str(), FOLDER_MODE) != 0)
-        return Outcome::system("making a folder", errno);
-    m_name = std::move(name);
-    m_fd = open_beneath(m_folder, m_name, OPEN_FOLDER);
-    if (!m_fd) return Outcome::system("making a folder", errno);
-    return {};
+    return repeat([&]() -> Outcome {
+        std::string name = fresh_name(UNDER_CONSTRUCTION);
+        if (mkdirat(m_folder, name.c_str(), FOLDER_MODE) != 0)
+            return Outcome::system("making a folder", errno);
+        m_name = std::move(name);
+        m_fd = open_beneath(m_folder, m_name, OPEN_FOLDER);
+        if (m_fd) return lock();
+        return errno == ENOENT ? Outcome::again() : Outcome::system("making a folder", errno);
+    });
+}
+
+/// Outcome::again when it was taken for abandoned before the lock was there.
+Outcome Temporary::lock() {
+    struct stat status {};
+    while (flock(m_fd.get(), LOCK_EX) != 0)
+        if (errno != EINTR) return Outcome::system("locking what is made", errno);
+    if (fstat(m_fd.get(), &status) != 0) return Outcome::system("locking what is made", errno);
+    return status.st_nlink == 0 ? Outcome::again() : Outcome();
+}
+
+void Temporary::unlock() {
+    // Given back here and not by closing: a child of a fork may hold the same open file.
+    if (m_fd) flock(m_fd.get(), LOCK_UN);
+}
+
+void Temporary::published() {
+    m_name.clear();
+    unlock();
 }
 
 } // namespace platform::registry

@@ -19,7 +19,7 @@ Outcome replace_file(int folder, const std::string& entry, Temporary& file) {
     if (!status_of_entry(folder, entry, status) || !S_ISREG(status.st_mode))
         return Outcome::again();
     if (renameat(folder, file.name().c_str(), folder, entry.c_str()) != 0)
-        return Outcome::system("replacing its file", errno);
+        return errno == ENOENT ? Outcome::again() : Outcome::system("replacing its file", errno);
     file.published();
     return {};
 }

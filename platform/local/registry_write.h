@@ -29,10 +29,11 @@ Outcome open_above(const Store& store, const Place& place, Descriptor& folder);
 /// The same for a key that must exist: nothing is turned into a folder.
 Outcome open_holder(const Store& store, const Place& place, Descriptor& folder);
 
-/// Turns the file `entry` of `folder` into a folder with the same value, owned as `security` says
-/// (null: as before). Nothing happens when it is a folder already. The caller holds the folder's
-/// exclusive lock.
-Outcome make_entry_a_folder(int folder, const std::string& entry, const przks_security* security);
+/// Turns the file `entry` of `folder` into a folder with the same value, owner, group and mode.
+/// Nothing happens when it is a folder already. The caller holds the folder's exclusive lock.
+Outcome make_entry_a_folder(int folder, const std::string& entry);
+/// The same for a key, with the lock.
+Outcome make_key_a_folder(const Store& store, const Place& place);
 
 /// Makes the file of a value that will stand in a key's folder.
 Outcome make_value_file(Temporary& file, std::string_view bytes, bool durable);
