@@ -6,13 +6,37 @@
 #include "tools/vornreg/Registry.h"
 
 #include <iostream>
+#include <memory>
 
 namespace vornreg {
 
-std::map<std::string, std::string> subKeys(const std::string& key) {
-    std::map<std::string, std::string> values;
-    require(key, TAV::tavzksGetSubKeyVals(key, values));
-    return values;
+namespace {
+
+/// A value's text, without the NUL that ends it.
+std::string textOf(const char* value, std::size_t length) {
+    std::string text(value, length);
+    if (text.ends_with('\0')) text.pop_back();
+    return text;
+}
+
+int takeSubKey(void* keys, const char* name, int status, przks_dtype /*type*/, const void* value,
+               unsigned length) {
+    const char* const text = value == nullptr ? "" : static_cast<const char*>(value);
+    static_cast<std::vector<SubKey>*>(keys)->push_back(
+        {name, textOf(text, value == nullptr ? 0 : length), status});
+    return 0;
+}
+
+} // namespace
+
+std::vector<SubKey> subKeys(const std::string& key) {
+    std::vector<SubKey> keys;
+    przks_ctx* const registry = TAV::tavzksgetctx();
+    przks_key* opened = nullptr;
+    require(key, przks_open_key(registry, key.c_str(), &opened));
+    const std::unique_ptr<przks_key, int (*)(przks_key*)> owner(opened, TAV::tavzkscloseKey);
+    require(key, przks_read_subkeys(registry, opened, takeSubKey, &keys));
+    return keys;
 }
 
 Status getKey(const Call& call) {
@@ -21,9 +45,7 @@ Status getKey(const Call& call) {
     std::string value(PRZKS_MAX_VALUE, '\0');
     auto length = static_cast<unsigned>(value.size());
     require(key, TAV::tavzksReadZKSKey(key.c_str(), value.data(), &length));
-    value.resize(length);
-    if (value.ends_with('\0')) value.pop_back();
-    std::cout << value << '\n';
+    std::cout << textOf(value.data(), length) << '\n';
     return Status::done;
 }
 
@@ -38,12 +60,16 @@ Status setKey(const Call& call) {
 
 Status listKey(const Call& call) {
     const Registry registry(Registry::Use::reading);
-    for (const auto& [name, value] : subKeys(call.words[0])) {
-        std::cout << withoutControls(name);
-        if (call.has('l')) std::cout << '=' << withoutControls(value);
+    Status status = Status::done;
+    for (const SubKey& key : subKeys(call.words[0])) {
+        std::cout << withoutControls(key.name);
+        if (call.has('l')) std::cout << '=' << withoutControls(key.value);
         std::cout << '\n';
+        if (!call.has('l') || key.status == PRZKS_OK) continue;
+        complain(key.name + ": the value cannot be read");
+        status = statusOf(key.status);
     }
-    return Status::done;
+    return status;
 }
 
 Status deleteKey(const Call& call) {

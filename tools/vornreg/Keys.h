@@ -1,11 +1,17 @@
 #pragma once
 
-#include <map>
 #include <string>
+#include <vector>
 
 namespace vornreg {
 
-/// The texts of the direct sub-keys of a key by name; needs an open Registry, throws Failure.
-[[nodiscard]] std::map<std::string, std::string> subKeys(const std::string& key);
+struct SubKey {
+    std::string name;
+    std::string value; ///< its text; empty without one
+    int status = 0;    ///< of the registry client: not 0 when the value cannot be read
+};
+
+/// The direct sub-keys of a key in byte order; needs an open Registry, throws Failure.
+[[nodiscard]] std::vector<SubKey> subKeys(const std::string& key);
 
 } // namespace vornreg

@@ -69,10 +69,9 @@ vornd::ResourceRecord recordOf(const std::string& name) {
 }
 
 std::optional<std::string> permissionsOf(const std::string& name) {
+    if (!keyExists(name, keyOf(TAV::TAVRESSEC, name))) return std::nullopt;
     std::string permissions;
-    const int rc = TAV::tavzksGetPerm(name, permissions);
-    if (rc == PRZKS_NOTFOUND) return std::nullopt;
-    require(name, rc);
+    require(name, TAV::tavzksGetPerm(name, permissions));
     return permissions;
 }
 

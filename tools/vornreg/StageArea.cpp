@@ -78,8 +78,8 @@ StageArea::~StageArea() {
 }
 
 void StageArea::clear() {
-    for (const auto& [entry, value] : subKeys(m_key))
-        require("stage area", TAV::tavzksRemove(entry, TAV::TAVRESSTAGE));
+    for (const SubKey& key : subKeys(m_key))
+        require("stage area", TAV::tavzksRemove(key.name, TAV::TAVRESSTAGE));
 }
 
 void StageArea::add(const NewResource& resource) {
@@ -90,8 +90,7 @@ void StageArea::add(const NewResource& resource) {
 }
 
 void StageArea::commit(const NewResource& resource, bool replace) {
-    (void)replace;
-    require(resource.name, TAV::tavzksCommitResource(resource.name));
+    require(resource.name, TAV::tavzksCommitResource(resource.name, nullptr, replace));
 }
 
 } // namespace vornreg
