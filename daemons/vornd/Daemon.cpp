@@ -7,6 +7,7 @@
 #include "tav/comm/CommException.h"
 #include "tav/registry/Path.h"
 #include "tav/registry/clsgenv.h"
+#include "tav/registry/tavzks.h"
 
 #include <unistd.h>
 
@@ -72,6 +73,10 @@ StartError unusableRegistry(const node_config& config, const RegistryError& erro
 
 std::unique_ptr<RegistrySource> openSource(const node_config& config, Checks& checks) {
     try {
+        const Registry registry;
+        registry.require(TAV::TAVRESCUR);
+        registry.clean();
+        takeLevelsFromRegistry();
         return std::make_unique<RegistrySource>(
             [&checks](const ModelPointer& model) { checks.take(model); });
     } catch (const RegistryError& error) {
@@ -126,19 +131,21 @@ Daemon::Daemon(const Limits& limits) {
 
 void Daemon::start() {
     m_checks->take(m_source->snapshot());
-    if (!m_source->start() || !m_checks->start() || !m_server->start())
+    if (!m_levels.start() || !m_source->start() || !m_checks->start() || !m_server->start())
         throw StartError("no thread can be started; free memory or processes");
     logLine("serving node ", m_node, ", ", m_source->snapshot()->resources().size(), " resources");
 }
 
 void Daemon::refresh() {
     m_source->refresh();
+    m_levels.refresh();
 }
 
 void Daemon::stop() {
     m_server->stop();
     m_checks->stop();
     m_source->stop();
+    m_levels.stop();
     logLine("stopped serving node ", m_node);
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "daemons/vornd/Checks.h"
+#include "daemons/vornd/DebugLevels.h"
 #include "daemons/vornd/Limits.h"
 #include "daemons/vornd/RegistrySource.h"
 #include "daemons/vornd/ReplyCache.h"
@@ -40,6 +41,7 @@ private:
 
     std::string m_node;
     Members m_members;
+    DebugLevels m_levels;
     std::unique_ptr<Checks> m_checks;
     std::unique_ptr<RegistrySource> m_source;
     ReplyCache m_replies;

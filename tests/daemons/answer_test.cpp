@@ -1,3 +1,4 @@
+#include "daemons/vornd/ReplyCache.h"
 #include "daemons/vornd/StatusService.h"
 #include "tav/comm/MessageStream.h"
 #include "tav/comm/TextMessage.h"
@@ -137,6 +138,43 @@ TEST(Answer, IsANumberWhenTheReplyDoesNotFitAFrame) {
     const std::size_t room = TAV::MessageStream::MAX_FRAME - size;
     EXPECT_EQ(TAV::MessageStream().encode(*replyFor(room)).size(), TAV::MessageStream::MAX_FRAME);
     EXPECT_EQ(describe(*replyFor(room + 1)), "RESULT=301");
+}
+
+/// Whoever may read everything gets the bytes that a reply of its own would have.
+TEST(ReplyCache, SharesTheFramesOfWholeListings) {
+    const auto model = std::make_shared<const ResourceModel>(smallModel());
+    const auto open =
+        std::make_shared<const ResourceModel>(modelOf({"NAME=a\nTYPE=t\nSTATE@alpha=x\n" + OPEN}));
+    MadeUpCaller root("root", {}, true);
+    MadeUpCaller stranger("stranger", {});
+    ReplyCache cache;
+    const std::vector<std::string> table[] = {{},
+                                              {"VERB_TAG=1"},
+                                              {"PRINT_TAG=1"},
+                                              {"FULL_TAG=1", "HOST=beta"},
+                                              {"HOST=beta"},
+                                              {"HOST=alpha"},
+                                              {"LIST_TAG=1"},
+                                              {"HOST=gamma"},
+                                              {"FULL_TAG=1"},
+                                              {"RESOURCE=db1"},
+                                              {"FULL_TAG=1", "LIST_TAG=1"}};
+    for (int round = 0; round < 2; ++round)
+        for (const auto& entries : table)
+            for (const auto& [caller, now] : {std::pair<Caller*, ModelPointer>{&root, model},
+                                              {&stranger, model},
+                                              {&stranger, open},
+                                              {&root, open}}) {
+                const TAV::Container request = statusRequest(entries);
+                EXPECT_EQ(
+                    *cache.frameFor(request, *caller, now, MEMBERS),
+                    TAV::MessageStream().encode(*answerStatus(request, *caller, *now, MEMBERS)));
+            }
+    const auto listing = [&](Caller& caller, const ModelPointer& now) {
+        return cache.frameFor(statusRequest({}), caller, now, MEMBERS);
+    };
+    EXPECT_EQ(listing(root, open), listing(stranger, open));
+    EXPECT_NE(listing(root, model), listing(stranger, model));
 }
 
 } // namespace

@@ -2,8 +2,10 @@
 
 #include "daemons/vornd/Caller.h"
 #include "daemons/vornd/ResourceModel.h"
+#include "platform/include/registry.h"
 #include "tav/comm/Container.h"
 
+#include <functional>
 #include <set>
 #include <string>
 #include <utility>
@@ -15,6 +17,32 @@ const std::string& testFolder();
 
 void writeFile(const std::string& path, const std::string& text);
 std::string readFile(const std::string& path);
+
+/// Whether the condition holds within a generous limit.
+bool eventually(const std::function<bool()>& condition);
+
+/// A fresh store below the test folder, gone at the end: "zks" is the node's own registry.
+class TestRegistry {
+public:
+    explicit TestRegistry(std::string folder = "zks", const std::vector<std::string>& roots = {});
+    ~TestRegistry();
+    TestRegistry(const TestRegistry&) = delete;
+    TestRegistry& operator=(const TestRegistry&) = delete;
+
+    [[nodiscard]] const std::string& path() const { return m_path; }
+    void set(const std::string& key, const std::string& text) const;
+    /// A value of 4 bytes that is no text.
+    void setNumber(const std::string& key) const;
+    void remove(const std::string& key) const;
+    /// The text of a key, "-" when there is none.
+    [[nodiscard]] std::string text(const std::string& key) const;
+    /// A complete resource of the name with further NAME=value.
+    void resource(const std::string& name, const std::vector<std::string>& values = {}) const;
+
+private:
+    std::string m_path;
+    przks_ctx* m_ctx = nullptr;
+};
 
 /// The lines of this program's diagnostic log.
 std::string diagnosticLog();

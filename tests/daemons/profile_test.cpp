@@ -1,13 +1,12 @@
 #include "daemons/vornd/Profile.h"
-#include "daemons/vornd/ProfileFolder.h"
+#include "daemons/vornd/ProfileFile.h"
+#include "daemons/vornd/ResourceRecord.h"
 #include "tests/daemons/daemons_support.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <thread>
 
 using namespace vornd;
 
@@ -53,6 +52,7 @@ TEST(Profile, RefusesWhatIsNoneAndSaysWhere) {
          "line 3: 'TYPE' is not kept for a node: only STATE, TARGET and CURRENT_FAILURE"},
         {good + "A\x1b[1m=1", "line 3: the name 'A?[1m' has a character that names cannot have"},
         {good + std::string("A=\0", 3), "line 3: a zero byte"},
+        {good + "A.B=1", "line 3: the name 'A.B' has a character that names cannot have"},
         {good + std::string(MAX_ATTRIBUTE_NAME, 'A') + "=", ""},
     };
     for (const auto& [text, fault] : table) EXPECT_EQ(faultOf(text), fault) << text;
@@ -60,99 +60,53 @@ TEST(Profile, RefusesWhatIsNoneAndSaysWhere) {
         faultOf(good + std::string(MAX_ATTRIBUTE_NAME + 1, 'A') + "=").ends_with("too long"));
 }
 
-class FolderTest : public testing::Test {
-protected:
-    FolderTest()
-        : path(testFolder() + "/profile"),
-          folder(path, [this](const std::string& line) { lines.push_back(line); }) {
-        std::filesystem::remove_all(path);
-        std::filesystem::create_directory(path);
+TEST(Profile, ReadsRegularFilesOfSoundSizeOnly) {
+    const std::string path = testFolder() + "/p.cap";
+    const std::string text = "NAME=a\nTYPE=1\n#";
+    writeFile(path, text + std::string(MAX_PROFILE_SIZE - text.size(), 'x'));
+    std::filesystem::create_symlink(path, testFolder() + "/link.cap");
+    writeFile(testFolder() + "/large.cap", readFile(path) + "x");
+    writeFile(testFolder() + "/bad.cap", "NAME=a\nTYPE");
+    ASSERT_EQ(mkfifo((testFolder() + "/pipe.cap").c_str(), 0600), 0);
+    const std::pair<const char*, const char*> table[] = {
+        {"/link.cap", ""},
+        {"/large.cap", "larger than 262144 bytes"},
+        {"/bad.cap", "line 2: no '=' in 'TYPE'"},
+        {"/pipe.cap", "not a regular file"},
+        {"", "not a regular file"},
+        {"/none.cap", "cannot be read: No such file or directory"},
+    };
+    for (const auto& [name, reason] : table) {
+        Resource resource;
+        ProfileFault fault;
+        EXPECT_EQ(readProfileFile(testFolder() + name, resource, fault), *reason == 0) << name;
+        EXPECT_EQ(fault.text(), reason) << name;
     }
-    void put(const std::string& name, const std::string& text) const {
-        writeFile(path + "/" + name, text);
-    }
-    /// What is served after a scan that takes everything: "name:type" in order.
-    std::string scan(ProfileFolder::Fresh fresh = ProfileFolder::Fresh::take) {
-        folder.scan(fresh);
-        std::string text;
-        for (const ResourcePointer& resource : folder.resources())
-            text += resource->name() + ":" + resource->attribute("TYPE") + " ";
-        return text;
-    }
-    std::vector<std::string> takeLines() { return std::exchange(lines, {}); }
-    static void settle() { std::this_thread::sleep_for(ProfileFolder::SETTLE_TIME * 1.5); }
-
-    using Lines = std::vector<std::string>;
-    std::string path;
-    Lines lines;
-    ProfileFolder folder;
-};
-
-TEST_F(FolderTest, FollowsChanges) {
-    put("b.cap", "NAME=b\nTYPE=1\n");
-    put("a.cap", "NAME=z\nTYPE=1\n");
-    put("c.txt", "NAME=c\nTYPE=1\n");
-    put(".d.cap", "NAME=d\nTYPE=1\n");
-    EXPECT_EQ(scan(), "b:1 z:1 ");
-    put("b.cap", "NAME=b\nTYPE=2\n"); // of the same size, and perhaps within one tick of the clock
-    EXPECT_EQ(scan(), "b:2 z:1 ");
-    std::filesystem::remove(path + "/a.cap");
-    EXPECT_EQ(scan(), "b:2 ");
-    settle();
-    EXPECT_TRUE(folder.scan(ProfileFolder::Fresh::take)); // the last look at what was fresh
-    EXPECT_FALSE(folder.scan(ProfileFolder::Fresh::take));
-    std::filesystem::remove_all(path);
-    EXPECT_EQ(scan() + scan(), "");
-    EXPECT_EQ(takeLines(), Lines{"profile folder " + path + ": No such file or directory"});
-    std::filesystem::create_directory(path);
-    put("b.cap", "NAME=b\nTYPE=3\n");
-    EXPECT_EQ(scan(), "b:3 ");
 }
 
-TEST_F(FolderTest, LeavesWhatSomebodyMayStillBeWriting) {
-    put("a.cap", "NAME=a\nTYPE=1\n");
-    EXPECT_EQ(scan(ProfileFolder::Fresh::leave), "");
-    settle();
-    EXPECT_EQ(scan(ProfileFolder::Fresh::leave), "a:1 ");
-}
-
-TEST_F(FolderTest, KeepsTheGoodVersionOfAFileThatWentBad) {
-    put("a.cap", "NAME=a\nTYPE=1\n");
-    put("new.cap", "NAME=new\nTY");
-    EXPECT_EQ(scan(), "a:1 ");
-    EXPECT_EQ(takeLines(), Lines{"profile new.cap: line 2: no '=' in 'TY'"});
-    put("a.cap", "NAME=a\n");
-    EXPECT_EQ(scan(), "a:1 ");
-    EXPECT_EQ(scan(), "a:1 ");
-    EXPECT_EQ(takeLines(), Lines{"profile a.cap: TYPE is missing (its previous version stays)"});
-    put("a.cap", "NAME=a\nTYPE=2\nACL=root\n");
-    put("new.cap", "NAME=new\nTYPE=1\n");
-    EXPECT_EQ(scan(), "a:2 new:1 ");
-    EXPECT_EQ(takeLines(), Lines{"profile a.cap: ACL is not understood: administrators only"});
-}
-
-TEST_F(FolderTest, ServesANameOnce) {
-    put("b.cap", "NAME=x\nTYPE=b\n");
-    put("c.cap", "NAME=x\nTYPE=c\n");
-    EXPECT_EQ(scan(), "x:b ");
-    EXPECT_EQ(takeLines(),
-              Lines{"profile c.cap: NAME 'x' is already taken by b.cap; the file is not served"});
-    put("a.cap", "NAME=x\nTYPE=a\n");
-    EXPECT_EQ(scan() + scan(), "x:a x:a ");
-    EXPECT_EQ(takeLines(),
-              Lines{"profile b.cap: NAME 'x' is already taken by a.cap; the file is not served"});
-}
-
-TEST_F(FolderTest, ReadsRegularFilesOfSoundSizeOnly) {
-    put("target", "NAME=a\nTYPE=1\n");
-    std::filesystem::create_symlink(path + "/target", path + "/link.cap");
-    ASSERT_EQ(mkfifo((path + "/pipe.cap").c_str(), 0600), 0);
-    put("large.cap", "NAME=l\nTYPE=1\n#" + std::string(MAX_PROFILE_SIZE, 'x'));
-    put("full.cap", "NAME=f\nTYPE=1\n#" + std::string(MAX_PROFILE_SIZE - 15, 'x'));
-    EXPECT_EQ(scan() + scan(), "f:1 f:1 ");
-    EXPECT_EQ(takeLines(), (Lines{"profile large.cap: larger than 262144 bytes",
-                                  "profile link.cap: not a regular file",
-                                  "profile pipe.cap: not a regular file"}));
+TEST(Record, HoldsTheResourceWithoutItsPermissions) {
+    Resource resource;
+    ProfileFault fault;
+    ASSERT_TRUE(parseProfile("NAME=a.b\nTYPE=t\nACL=other::r--\nTARGET=ONLINE\nSTATE@n1=x\n"
+                             "CURRENT_FAILURE@n2=3\n",
+                             resource, fault));
+    ResourceRecord record = recordOf(resource);
+    EXPECT_EQ(record, (ResourceRecord{{"NAME", "a.b"},
+                                      {"TYPE", "t"},
+                                      {"TARGET", "ONLINE"},
+                                      {"STATE@n1", "x"},
+                                      {"CURRENT_FAILURE@n2", "3"}}));
+    Resource again;
+    ASSERT_TRUE(resourceOf(record, "other::r--", again, fault)) << fault.text();
+    EXPECT_EQ(again.attributes, resource.attributes);
+    EXPECT_EQ(recordOf(again), record);
+    EXPECT_TRUE(again.acl);
+    record["ACL"] = "other::r--"; // an attribute grants nothing
+    ASSERT_TRUE(resourceOf(record, "", again, fault));
+    EXPECT_FALSE(again.acl || again.attributes.contains("ACL"));
+    record["X.Y"] = "a name that is no single key";
+    EXPECT_FALSE(resourceOf(record, "", again, fault));
+    EXPECT_EQ(fault.text(), "the name 'X.Y' has a character that names cannot have");
 }
 
 } // namespace

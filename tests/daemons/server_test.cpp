@@ -72,14 +72,14 @@ std::size_t openDescriptors() {
 }
 
 /// Answers with "NAME" of the request, or with a large reply when asked for "large".
-std::unique_ptr<TAV::Container> echo(const TAV::Message& request, const std::string& user) {
-    auto reply = std::make_unique<TAV::Container>("STATUS_REPLY");
+FramePointer echo(const TAV::Message& request, const std::string& user) {
+    TAV::Container reply("STATUS_REPLY");
     const std::string name = request;
-    reply->SetProperty("NAME", name);
-    reply->SetProperty("USER", user);
-    if (name == "large") reply->SetProperty("FILL", std::string(4'000'000, 'x'));
+    reply.SetProperty("NAME", name);
+    reply.SetProperty("USER", user);
+    if (name == "large") reply.SetProperty("FILL", std::string(4'000'000, 'x'));
     if (name == "throw") throw std::runtime_error("thrown on demand");
-    return reply;
+    return std::make_shared<const Bytes>(frameOf(reply));
 }
 
 class ServerTest : public testing::Test {
@@ -106,14 +106,6 @@ protected:
     static const std::string& self() {
         static const std::string name = getpwuid(geteuid())->pw_name;
         return name;
-    }
-    static bool eventually(const std::function<bool()>& condition) {
-        const auto limit = std::chrono::steady_clock::now() + 10s;
-        while (!condition()) {
-            if (std::chrono::steady_clock::now() > limit) return false;
-            std::this_thread::sleep_for(5ms);
-        }
-        return true;
     }
     Limits limits;
     std::unique_ptr<Server> server;

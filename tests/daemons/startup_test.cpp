@@ -29,16 +29,25 @@ TEST(Startup, TellsInOneLineWhyItCannotServe) {
         {"", "", "", "ZEL_VORN_HOME is not set; set it to the installation home"},
         {"", home + std::string(500, 'x'), "", "ZEL_VORN_HOME is too long: " + testFolder()},
         {"", home, "--background", "it takes no arguments; see vornd --help"},
+        {"", home, "", "no registry at dir:" + testFolder() + "/none; make it with vornreg init"},
+        {"cluster_registry = dir:zks\n", home, "",
+         "the registry at dir:" + testFolder() +
+             "/zks has no place for resources; make it with "
+             "vornreg init"},
         {"colour = red\n", home, "", conf + ": line 3: key 'colour': "},
-        {"runtime_dir = startup.conf\n", home, "",
+        {"cluster_registry = dir:made\nruntime_dir = startup.conf\n", home, "",
          "cannot listen in runtime_dir " + conf +
              ": Not a directory; make it writable or set another one in node.conf"},
-        {"runtime_dir = /" + std::string(120, 'x') + "\n", home, "",
+        {"cluster_registry = dir:made\nruntime_dir = /" + std::string(120, 'x') + "\n", home, "",
          "runtime_dir /" + std::string(120, 'x') +
              " is too long for a socket; set a shorter one in node.conf"},
     };
+    const TestRegistry empty;
+    const TestRegistry made("made", {"VORN.CUR", "VORN.SEC"});
     for (const Case& c : table) {
-        writeFile(conf, "node_name = alpha\nlog_dir = log\n" + c.conf);
+        const bool names = c.conf.find("cluster_registry") != std::string::npos;
+        writeFile(conf, "node_name = alpha\nlog_dir = log\n" + c.conf +
+                            (names ? "" : "cluster_registry = dir:none\n"));
         const std::string output =
             run("env -i VORN_NODE_CONF=" + conf + c.home + " " + program + " " + c.argument);
         EXPECT_TRUE(output.starts_with("vornd: " + c.output)) << output;
