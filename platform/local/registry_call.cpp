@@ -2,6 +2,8 @@
 
 #include "platform/local/error_text.h"
 
+#include <cerrno>
+
 namespace platform::registry {
 namespace {
 
@@ -16,6 +18,11 @@ Outcome Call::may_run() const {
         return Outcome::failure(PRZKS_READONLY, "the registry was opened to read only");
     }
     return m_context->store.check_up();
+}
+
+Outcome Call::check_store(Outcome found) const {
+    if (!m_context->store.is_removed()) return found;
+    return Outcome::failure(PRZKS_NOSTORE, "the store was removed", ENOENT);
 }
 
 int Call::finish(std::optional<std::string_view> key, const Outcome& outcome) {

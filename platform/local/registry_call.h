@@ -5,6 +5,7 @@
 #include <new>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace platform::registry {
 
@@ -25,8 +26,8 @@ public:
         try {
             Outcome outcome = may_run();
             if (outcome) outcome = operation(*m_context);
-            if (outcome.status() == PRZKS_NOTFOUND && m_context->store.is_removed())
-                outcome = Outcome::failure(PRZKS_NOSTORE, "the store was removed", ENOENT);
+            if (outcome.status() == PRZKS_NOTFOUND || outcome.status() == PRZKS_BUSY)
+                outcome = check_store(std::move(outcome));
             return finish(key, outcome);
         } catch (const std::bad_alloc&) {
             return out_of_memory();
@@ -43,6 +44,8 @@ public:
 
 private:
     [[nodiscard]] Outcome may_run() const;
+    /// `found`, unless there is no store any more in which anything could be found.
+    [[nodiscard]] Outcome check_store(Outcome found) const;
     int finish(std::optional<std::string_view> key, const Outcome& outcome);
     int closed_key();
     int out_of_memory();

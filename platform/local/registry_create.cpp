@@ -17,15 +17,15 @@ public:
         : m_store(store), m_above(above), m_entry(std::move(entry)), m_wanted(wanted) {}
 
     Outcome run(const Value* value) {
-        struct stat status {};
-        if (fstat(m_above, &status) != 0) return Outcome::system("looking at the key above", errno);
-        m_above_security = security_of(status);
-        m_security = m_wanted != nullptr ? *m_wanted : m_above_security;
+        if (fstat(m_above, &m_above_status) != 0)
+            return Outcome::system("looking at the key above", errno);
+        m_security = m_wanted != nullptr ? *m_wanted : security_of(m_above_status);
         m_security.mode &= MODE_BITS;
+        struct stat status {};
         if (status_of_entry(m_above, m_entry, status)) return Outcome::system({}, EEXIST);
         if (value == nullptr) return make_folder(nullptr);
         const std::string bytes = encode_value(*value);
-        if (!may_be_file(m_security, m_above_security)) return make_folder(&bytes);
+        if (!may_be_file(m_security, m_above_status)) return make_folder(&bytes);
         bool fits = false;
         Outcome outcome = make_file(bytes, fits);
         return outcome && !fits ? make_folder(&bytes) : std::move(outcome);
@@ -51,7 +51,7 @@ private:
         if (Outcome outcome = give(file.fd()); !outcome) return outcome;
         struct stat status {};
         if (fstat(file.fd(), &status) != 0) return Outcome::system("looking at its file", errno);
-        fits = may_be_file(security_of(status), m_above_security);
+        fits = may_be_file(security_of(status), m_above_status);
         if (!fits) return {};
         if (m_store.durable && !make_durable(file.fd()))
             return Outcome::system("writing its file", errno);
@@ -80,7 +80,8 @@ private:
             return outcome;
         struct stat status {};
         // The form was chosen by the security of the key above.
-        if (fstat(m_above, &status) != 0 || !same_security(security_of(status), m_above_security))
+        if (fstat(m_above, &status) != 0 || status.st_mode != m_above_status.st_mode ||
+            !same_security(security_of(status), security_of(m_above_status)))
             return Outcome::again();
         if (rename_new(m_above, made.name(), m_above, m_entry) != 0)
             return errno == ENOENT ? Outcome::again() : Outcome::system({}, errno);
@@ -93,7 +94,7 @@ private:
     const int m_above;
     const std::string m_entry;
     const przks_security* const m_wanted;
-    przks_security m_above_security{};
+    struct stat m_above_status {};
     przks_security m_security{};
 };
 

@@ -44,7 +44,7 @@ Outcome fit_form(const Folders& folders, const std::string& entry) {
     if (!S_ISREG(status.st_mode)) return check_kind(status);
     if (fstat(folders.to.get(), &above) != 0)
         return Outcome::system("looking at its folder", errno);
-    if (may_be_file(security_of(status), security_of(above))) return {};
+    if (may_be_file(security_of(status), above)) return {};
     return make_entry_a_folder(folders.from.get(), entry);
 }
 

@@ -33,8 +33,10 @@ Outcome change_folder(const Store& store, int folder, const struct stat& status,
                       const przks_security& security) {
     FolderLock lock;
     if (Outcome outcome = FolderLock::take(lock, folder, EXCLUSIVE); !outcome) return outcome;
-    // Who may not change it must not come as far as its sub-keys.
-    if (fchmod(folder, status.st_mode & 07777u) != 0) return Outcome::system(CHANGING, errno);
+    // Who may not change it must not come as far as its sub-keys. (Setting the same mode would ask
+    // the kernel as well, but can cost the folder its set-group-ID bit.)
+    const timespec same_times[] = {status.st_atim, status.st_mtim};
+    if (futimens(folder, same_times) != 0) return Outcome::system(CHANGING, errno);
     if (Outcome outcome = detach_subkeys(folder); !outcome) return outcome;
     if (!give_security(folder, security)) return Outcome::system(CHANGING, errno);
     return settle(store, folder);

@@ -162,8 +162,10 @@ bool give_security(int fd, const przks_security& security) {
     return now == mode || fchmod(fd, mode) == 0;
 }
 
-bool may_be_file(const przks_security& security, const przks_security& above) {
-    return same_security(security, above) && (security.mode & 0022u) == 0;
+bool may_be_file(const przks_security& security, const struct stat& above) {
+    // Its owner need not belong to its group, and could give that to no new file otherwise.
+    return same_security(security, security_of(above)) && (security.mode & 0022u) == 0 &&
+           (above.st_mode & SET_GROUP) != 0;
 }
 
 Outcome check_kind(const struct stat& status) {

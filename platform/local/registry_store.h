@@ -18,7 +18,8 @@
 ///
 /// A key is, below the folder of the key above it, under its escaped name
 ///  - a file with its value (registry_value.h), when it has a value, no sub-keys, the same owner,
-///    group and mode as the key above, and nobody but the owner may write;
+///    group and mode as the key above, nobody but the owner may write, and the folder passes its
+///    group on (set-group-ID);
 ///  - else a folder with that owner, group and mode, which holds its sub-keys and, when it has a
 ///    value, the file "=".
 /// So replacing a value's file never changes whose the key is: only the owner and the superuser
@@ -57,8 +58,8 @@ przks_security security_of(const struct stat& status);
 bool same_security(const przks_security& one, const przks_security& other);
 /// Gives an open file or folder that owner, group and mode. False with errno.
 bool give_security(int fd, const przks_security& security);
-/// Whether a key with a value may be a plain file below a folder of that security.
-bool may_be_file(const przks_security& security, const przks_security& above);
+/// Whether a key with a value may be a plain file in the folder `above`.
+bool may_be_file(const przks_security& security, const struct stat& above);
 
 /// PRZKS_OK when `status` is a key's; else what stands in its place.
 Outcome check_kind(const struct stat& status);

@@ -1,115 +1,154 @@
-#include "platform/include/registry.h"
+#include "tests/registry_store/store_support.h"
 
-#include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <thread>
+#include <vector>
 
 namespace fs = std::filesystem;
 
-namespace {
-
-/// A store in a temporary folder, and short ways to use it.
-class RegistryStore : public ::testing::Test {
-protected:
-    void SetUp() override {
-        char folder[] = "/tmp/vorn-registry.XXXXXX";
-        ASSERT_NE(mkdtemp(folder), nullptr);
-        m_folder = folder;
-        m_url = "dir:" + m_folder + "/store";
-        ASSERT_EQ(przks_create_store(m_url.c_str(), nullptr, nullptr, nullptr), PRZKS_OK);
-        m_ctx = open(PRZKS_DEFAULT);
-        ASSERT_NE(m_ctx, nullptr);
-    }
-    void TearDown() override {
-        przks_terminate(m_ctx);
-        fs::remove_all(m_folder);
-    }
-
-    przks_ctx* open(unsigned level) {
-        przks_init_arg arg;
-        arg.url = m_url.c_str();
-        przks_ctx* ctx = nullptr;
-        m_status = przks_init_ext2(&ctx, level, m_text, nullptr, &arg);
-        return ctx;
-    }
-    static int set(przks_ctx* ctx, const std::string& name, const std::string& value) {
-        return przks_create_n_set_key(ctx, nullptr, name.c_str(), nullptr, przks_dtype_ZELTEXT,
-                                      value.data(), static_cast<unsigned>(value.size()), nullptr);
-    }
-    /// The value, or the status in angle brackets.
-    static std::string get(przks_ctx* ctx, const std::string& name) {
-        przks_key* key = nullptr;
-        int status = przks_open_key(ctx, name.c_str(), &key);
-        std::string value(PRZKS_MAX_VALUE, '\0');
-        unsigned length = PRZKS_MAX_VALUE;
-        if (status == PRZKS_OK) status = przks_get_value(ctx, key, nullptr, value.data(), &length);
-        przks_close_key(ctx, key);
-        return status == PRZKS_OK ? value.substr(0, length) : '<' + std::to_string(status) + '>';
-    }
-    static std::string subkeys(przks_ctx* ctx, const std::string& name) {
-        std::string all;
-        przks_key* key = nullptr;
-        if (przks_open_key(ctx, name.c_str(), &key) != PRZKS_OK) return "<none>";
-        char found[PRZKS_MAX_COMPONENT + 1];
-        for (unsigned index = 0, length = sizeof found;
-             przks_enum_subkey(ctx, key, index, found, &length) == PRZKS_OK;
-             ++index, length = sizeof found)
-            all += std::string(found) + ' ';
-        przks_close_key(ctx, key);
-        return all;
-    }
-
-    std::string m_folder, m_url;
-    char m_text[PRZKS_ERRORTEXT_SIZE] = {};
-    int m_status = 0;
-    przks_ctx* m_ctx = nullptr;
-};
-
-} // namespace
-
 TEST_F(RegistryStore, NamesOfAnyBytesStayInsideTheStore) {
-    for (const std::string name : {"VORN.CUR.app!db", "a", "a.b", "/etc", "x/", "\xff\x01=%"}) {
-        EXPECT_EQ(set(m_ctx, name, name), PRZKS_OK) << name;
-        EXPECT_EQ(get(m_ctx, name), name);
+    const std::string longest(PRZKS_MAX_COMPONENT, 'n');
+    const std::string longest_escaped(PRZKS_MAX_COMPONENT / 3, '\x80');
+    const struct {
+        std::string name;
+        int status;
+    } rows[] = {
+        {"VORN.CUR.app!db", PRZKS_OK},
+        {"/", PRZKS_OK},
+        {"/etc/passwd", PRZKS_OK},
+        {"=", PRZKS_OK},
+        {"=t1-2-3", PRZKS_OK},
+        {"=d1-2-3", PRZKS_OK},
+        {"%2F", PRZKS_OK},
+        {"\xff\x01\n", PRZKS_OK},
+        {longest, PRZKS_OK},
+        {longest_escaped, PRZKS_OK},
+        {"", PRZKS_OK},
+        {".", PRZKS_BADNAME},
+        {"..", PRZKS_BADNAME},
+        {"../../x", PRZKS_BADNAME},
+        {"a..b", PRZKS_BADNAME},
+        {".a", PRZKS_BADNAME},
+        {"a.", PRZKS_BADNAME},
+        {longest + 'n', PRZKS_BADNAME},
+        {"a." + longest_escaped + "\x80", PRZKS_BADNAME},
+        {std::string(PRZKS_MAX_NAME + 1, 'a'), PRZKS_BADNAME},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(set(m_ctx, row.name, row.name), row.status) << row.name;
+        EXPECT_EQ(get(m_ctx, row.name), row.status == PRZKS_OK ? row.name : "<10>");
     }
-    for (const std::string name : {"a..b", ".a", "a.", "../../x"}) {
-        EXPECT_EQ(set(m_ctx, name, "x"), PRZKS_BADNAME) << name;
-    }
-    EXPECT_EQ(set(m_ctx, std::string(PRZKS_MAX_COMPONENT + 1, 'n'), "x"), PRZKS_BADNAME);
+    EXPECT_EQ(subkeys(m_ctx, ""), "%2F / /etc/passwd = =d1-2-3 =t1-2-3 VORN " + longest + ' ' +
+                                      longest_escaped + " \xff\x01\n ");
+    EXPECT_EQ(przks_clean(m_ctx), PRZKS_OK);
+    EXPECT_EQ(get(m_ctx, "=t1-2-3"), "=t1-2-3");
     EXPECT_EQ(std::distance(fs::directory_iterator(m_folder), {}), 1);
-    EXPECT_EQ(set(m_ctx, "big", std::string(PRZKS_MAX_VALUE, 'v')), PRZKS_OK);
-    EXPECT_EQ(set(m_ctx, "big", std::string(PRZKS_MAX_VALUE + 1, 'v')), PRZKS_BADARG);
-    EXPECT_EQ(get(m_ctx, "big").size(), PRZKS_MAX_VALUE);
+    EXPECT_EQ(std::distance(fs::directory_iterator(m_store), {}), 2) << "FORMAT and keys";
+
+    std::string deep = longest; // below what the kernel takes in one path
+    for (int level = 0; level < 30; ++level) deep += '.' + longest;
+    EXPECT_EQ(set(m_ctx, deep, "deep"), PRZKS_OK);
+    EXPECT_EQ(get(m_ctx, deep), "deep");
+    std::string deepest = "a";
+    while (deepest.size() + 2 <= PRZKS_MAX_NAME) deepest += ".a";
+    EXPECT_EQ(get(m_ctx, deepest), "<4>");
+    const auto remove = [&](przks_key* key) { return przks_delete_key(m_ctx, key, 1); };
+    EXPECT_EQ(on_key(m_ctx, longest, remove), PRZKS_OK);
+    EXPECT_EQ(leftovers(), 0);
+}
+
+TEST_F(RegistryStore, ValuesComeBackAsTheyWereGivenOrAreRefused) {
+    const std::string bytes(PRZKS_MAX_VALUE + 1, '\x7f');
+    const struct {
+        int type;
+        unsigned length;
+        int status;
+    } rows[] = {{przks_dtype_NOVALUE, 0, PRZKS_OK},
+                {przks_dtype_NOVALUE, 1, PRZKS_BADARG},
+                {przks_dtype_UB4, 4, PRZKS_OK},
+                {przks_dtype_UB4, 3, PRZKS_BADARG},
+                {przks_dtype_UBIG_ZEL, 8, PRZKS_OK},
+                {przks_dtype_UBIG_ZEL, 4, PRZKS_BADARG},
+                {przks_dtype_ZELTEXT, 5, PRZKS_OK}, // without its NUL
+                {przks_dtype_MULTI_ZELTEXT, 0, PRZKS_OK},
+                {przks_dtype_BYTESTREAM, PRZKS_MAX_VALUE, PRZKS_OK},
+                {przks_dtype_BYTESTREAM, PRZKS_MAX_VALUE + 1, PRZKS_BADARG},
+                {6, 1, PRZKS_BADARG},
+                {-1, 1, PRZKS_BADARG}};
+    for (const bool folder : {false, true})
+        on_key(m_ctx, "", [&](przks_key* root) {
+            przks_key* key = nullptr;
+            set(m_ctx, "k", "before");
+            if (folder) set(m_ctx, "k.sub", "");
+            EXPECT_EQ(przks_open_key(m_ctx, "k", &key, root), PRZKS_OK);
+            for (const auto& row : rows) {
+                const auto type = static_cast<przks_dtype>(row.type);
+                EXPECT_EQ(przks_set_value(m_ctx, key, type, bytes.data(), row.length), row.status)
+                    << row.type << ' ' << row.length;
+                std::string found(PRZKS_MAX_VALUE, '\0');
+                unsigned length = PRZKS_MAX_VALUE;
+                przks_dtype kind = przks_dtype_NOVALUE;
+                EXPECT_EQ(przks_get_value(m_ctx, key, &kind, found.data(), &length), PRZKS_OK);
+                if (row.status != PRZKS_OK) continue;
+                EXPECT_EQ(kind, type);
+                EXPECT_EQ(found.substr(0, length), bytes.substr(0, row.length));
+                if (length == 0) continue;
+                unsigned room = length - 1;
+                found[0] = '!';
+                EXPECT_EQ(przks_get_value(m_ctx, key, &kind, found.data(), &room), PRZKS_SHORTBUF);
+                EXPECT_EQ(room, length);
+                EXPECT_EQ(found[0], '!');
+            }
+            EXPECT_EQ(przks_set_value(m_ctx, key, przks_dtype_ZELTEXT, nullptr, 1), PRZKS_BADARG);
+            return przks_close_key(m_ctx, key);
+        });
 }
 
 TEST_F(RegistryStore, KeysAreListedInOrderMovedAndDeletedWithWhatTheyHold) {
-    for (const char* name : {"s.r.b", "s.r.a", "s.r.a.x", "s.r.B", "cur.old"})
+    for (const char* name : {"s.r.b", "s.r.a", "s.r.a.x", "s.r.B", "s.r.\xe4", "cur.old"})
         set(m_ctx, name, name);
-    EXPECT_EQ(subkeys(m_ctx, "s.r"), "B a b ");
+    EXPECT_EQ(subkeys(m_ctx, "s.r"), "B a b \xe4 ") << "bytes have no sign";
     EXPECT_EQ(get(m_ctx, "s.r.a"), "s.r.a") << "a key keeps its value beside its sub-keys";
     przks_key* key = nullptr;
+    przks_key* other = nullptr;
     przks_key* target = nullptr;
     ASSERT_EQ(przks_open_key(m_ctx, "s.r", &key), PRZKS_OK);
+    ASSERT_EQ(przks_open_key(m_ctx, "s.r", &other), PRZKS_OK);
     ASSERT_EQ(przks_open_key(m_ctx, "cur", &target), PRZKS_OK);
+    char name[PRZKS_MAX_COMPONENT + 1];
+    unsigned length = 1;
+    EXPECT_EQ(przks_enum_subkey(m_ctx, other, 0, name, &length), PRZKS_SHORTBUF);
+    EXPECT_EQ(length, 1u);
+    set(m_ctx, "s.r.A", "new");
+    length = sizeof name;
+    EXPECT_EQ(przks_enum_subkey(m_ctx, other, 0, name, &length), PRZKS_OK);
+    EXPECT_STREQ(name, "B") << "the list of an open key stays";
+    EXPECT_EQ(przks_move_key(m_ctx, key, key, "x"), PRZKS_BADARG) << "not below itself";
+    EXPECT_EQ(przks_move_key(m_ctx, key, nullptr, "no.where"), PRZKS_NOTFOUND);
     EXPECT_EQ(przks_move_key(m_ctx, key, target, "old"), PRZKS_EXISTS);
     EXPECT_EQ(przks_move_key(m_ctx, key, target, "r"), PRZKS_OK);
     EXPECT_EQ(get(m_ctx, "cur.r.a.x") + get(m_ctx, "s.r.b"), "s.r.a.x<4>");
+    unsigned none = 0;
+    EXPECT_EQ(przks_get_value(m_ctx, other, nullptr, nullptr, &none), PRZKS_NOTFOUND);
+    EXPECT_NE(last_error(m_ctx).find("\"s.r\""), std::string::npos) << last_error(m_ctx);
+    EXPECT_EQ(przks_move_key(m_ctx, key, target, "old", PRZKS_MOVE_REPLACE), PRZKS_OK);
+    EXPECT_EQ(dump(m_ctx, "cur"),
+              "old= ( A=new B=s.r.B a=s.r.a ( x=s.r.a.x ) b=s.r.b \xe4=s.r.\xe4 ) ");
     EXPECT_EQ(przks_delete_key(m_ctx, key), PRZKS_HASSUBKEYS);
     EXPECT_EQ(przks_delete_key(m_ctx, key, PRZKS_DELETE_TREE), PRZKS_OK);
-    EXPECT_EQ(subkeys(m_ctx, "cur"), "old ");
-    przks_close_key(m_ctx, key);
-    przks_close_key(m_ctx, target);
+    EXPECT_EQ(przks_delete_key(m_ctx, target), PRZKS_OK);
+    EXPECT_EQ(subkeys(m_ctx, ""), "s ");
+    for (przks_key* const open_key : {key, other, target, key}) przks_close_key(m_ctx, open_key);
+    EXPECT_EQ(przks_delete_key(m_ctx, key), PRZKS_BADARG) << "closed";
+    EXPECT_EQ(leftovers(), 0);
 }
 
 TEST_F(RegistryStore, SubKeysAreReadInOneCall) {
     for (const char* name : {"r", "r.b", "r.a", "r.a.x"}) set(m_ctx, name, name);
-    fs::resize_file(m_folder + "/store/keys/r/b", 3);
+    fs::resize_file(m_store + "/keys/r/b", 3);
     const przks_visitor visit = [](void* arg, const char* name, int status, przks_dtype,
                                    const void* value, unsigned length) {
         auto& told = *static_cast<std::string*>(arg);
@@ -132,72 +171,85 @@ TEST_F(RegistryStore, SubKeysAreReadInOneCall) {
 
 TEST_F(RegistryStore, TheRebootLevelReadsWhileTheServiceIsDown) {
     set(m_ctx, "a", "1");
-    std::ofstream(m_folder + "/store/DOWN");
-    EXPECT_EQ(get(m_ctx, "a"), "<24>");
-    EXPECT_EQ(open(PRZKS_DEFAULT), nullptr);
-    EXPECT_NE(m_text[0], '\0');
+    przks_ctx* const cache = open(PRZKS_CACHE);
     przks_ctx* const reboot = open(PRZKS_REBOOT);
-    EXPECT_EQ(get(reboot, "a"), "1");
-    EXPECT_EQ(set(reboot, "a", "2"), PRZKS_READONLY);
-    przks_terminate(reboot);
-    fs::remove(m_folder + "/store/DOWN");
-    EXPECT_EQ(get(m_ctx, "a"), "1");
-    m_url += "-not-there";
-    EXPECT_EQ(open(PRZKS_DEFAULT), nullptr);
-    EXPECT_EQ(m_status, PRZKS_NOSTORE);
-    EXPECT_STREQ(m_text, "");
-}
-
-TEST_F(RegistryStore, DamagedFilesAreToldAndNothingElseIsLost) {
-    set(m_ctx, "whole", "w");
-    set(m_ctx, "damaged", "some value");
-    for (const auto& file : fs::recursive_directory_iterator(m_folder + "/store"))
-        if (file.path().filename().string().find("damaged") != std::string::npos)
-            fs::resize_file(file.path(), file.file_size() - 1);
-    EXPECT_EQ(get(m_ctx, "damaged") + get(m_ctx, "whole"), "<9>w");
-    char text[PRZKS_ERRORTEXT_SIZE];
-    przks_get_last_error(m_ctx, text, sizeof text);
-    EXPECT_NE(std::string(text).find("damaged"), std::string::npos) << text;
-}
-
-TEST_F(RegistryStore, ReadersNeverSeeHalfOfWhatKilledWritersWrote) {
-    set(m_ctx, "shared", std::string(1000, 'a'));
-    for (int round = 0; round < 30; ++round) {
-        const pid_t writer = fork();
-        if (writer == 0)
-            for (char c = 'a';; c = c == 'z' ? 'a' : static_cast<char>(c + 1))
-                set(m_ctx, "shared", std::string(static_cast<std::size_t>(1000 + c * 40), c));
-        for (int read = 0; read < 100; ++read) {
-            const std::string value = get(m_ctx, "shared");
-            const std::size_t right = value[0] == 'a' && value.size() == 1000
-                                          ? 1000
-                                          : static_cast<std::size_t>(1000 + value[0] * 40);
-            ASSERT_EQ(value, std::string(right, value[0]));
-        }
-        kill(writer, SIGKILL);
-        waitpid(writer, nullptr, 0);
+    przks_key* key = nullptr;
+    ASSERT_EQ(przks_open_key(m_ctx, "a", &key), PRZKS_OK);
+    EXPECT_EQ(get(cache, "a"), "1");
+    std::ofstream(m_store + "/DOWN");
+    EXPECT_EQ(get(m_ctx, "a") + get(cache, "a") + get(reboot, "a"), "<24><24>1");
+    EXPECT_NE(last_error(m_ctx).find("DOWN"), std::string::npos) << last_error(m_ctx);
+    EXPECT_EQ(przks_close_key(m_ctx, key), PRZKS_DEFAULT_LOST);
+    EXPECT_EQ(przks_close_key(m_ctx, key), PRZKS_OK) << "it was closed all the same";
+    for (const unsigned level : {+PRZKS_DEFAULT, +PRZKS_CACHE, 77u}) {
+        EXPECT_EQ(open(level), nullptr);
+        EXPECT_EQ(m_status, PRZKS_DEFAULT_LOST);
+        EXPECT_STRNE(m_text, "");
     }
-    EXPECT_EQ(set(m_ctx, "shared", "after"), PRZKS_OK);
-    EXPECT_EQ(przks_clean(m_ctx), PRZKS_OK);
-    EXPECT_EQ(get(m_ctx, "shared"), "after");
+    EXPECT_EQ(set(reboot, "a", "2"), PRZKS_READONLY);
+    fs::remove(m_store + "/DOWN");
+    EXPECT_EQ(get(m_ctx, "a") + get(cache, "a"), "11");
+    for (const auto& [ctx, level] :
+         {std::pair(m_ctx, "default"), std::pair(cache, "cache"), std::pair(reboot, "reboot")}) {
+        EXPECT_EQ(set(m_ctx, "a", level), PRZKS_OK);
+        EXPECT_EQ(get(ctx, "a"), level) << "no level answers with an old value";
+    }
+    fs::remove_all(m_store);
+    EXPECT_EQ(get(m_ctx, "a") + get(reboot, "a"), "<15><15>");
+    EXPECT_NE(last_error(m_ctx).find("removed"), std::string::npos) << last_error(m_ctx);
+    EXPECT_EQ(set(m_ctx, "a", "2"), PRZKS_NOSTORE);
+    przks_terminate(cache);
+    przks_terminate(reboot);
+}
+
+TEST_F(RegistryStore, ThreadsShareAContextAndAKey) {
+    set(m_ctx, "t", "");
+    przks_ctx* const cache = open(PRZKS_CACHE, PRZKS_INIT_BULK);
+    const auto work = [&](char letter) {
+        const std::string name = std::string("t.") + letter;
+        for (int round = 0; round < 100; ++round) {
+            const std::string value(static_cast<std::size_t>(round), letter);
+            EXPECT_EQ(set(cache, name, value), PRZKS_OK) << last_error(cache);
+            EXPECT_EQ(get(cache, name), value);
+            EXPECT_EQ(set(cache, "t", value), PRZKS_OK) << last_error(cache);
+            EXPECT_EQ(get(cache, "t.none"), "<4>");
+            EXPECT_NE(last_error(cache).find("t.none"), std::string::npos);
+        }
+    };
+    std::vector<std::thread> threads;
+    for (const char letter : {'a', 'b', 'c', 'd'}) threads.emplace_back(work, letter);
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(subkeys(m_ctx, "t"), "a b c d ");
+    przks_terminate(cache);
 }
 
 TEST_F(RegistryStore, ChangesBelowAWatchedKeyAreNoticed) {
-    set(m_ctx, "cur.r1.STATE", "ONLINE");
-    set(m_ctx, "cur.r2.STATE", "ONLINE");
-    przks_watcher* watcher = nullptr;
-    ASSERT_EQ(przks_watch(m_ctx, "cur", 0, &watcher), PRZKS_OK);
-    const auto next = [&](int timeout) {
-        char name[PRZKS_MAX_COMPONENT + 1];
-        unsigned length = sizeof name;
-        przks_change change = PRZKS_CHANGE_NONE;
-        EXPECT_EQ(przks_watch_next(watcher, timeout, &change, name, &length), PRZKS_OK);
-        return std::to_string(change) + name;
-    };
-    EXPECT_EQ(next(0), "0");
-    set(m_ctx, "cur.r2.STATE", "OFFLINE");
-    EXPECT_EQ(next(5000), "1r2");
-    set(m_ctx, "cur.r3", "new");
-    EXPECT_EQ(next(5000), "1r3");
-    EXPECT_EQ(przks_watch_close(watcher), PRZKS_OK);
+    for (const unsigned folders : {0u, 1u}) { // the kernel tells, or folders are looked at in turn
+        set(m_ctx, "cur.r1.STATE", "ONLINE");
+        set(m_ctx, "cur.r2.STATE", "ONLINE");
+        przks_watcher* watcher = nullptr;
+        ASSERT_EQ(przks_watch(m_ctx, "cur", folders, &watcher), PRZKS_OK);
+        const auto next = [&](int timeout) {
+            char name[PRZKS_MAX_COMPONENT + 1];
+            unsigned length = sizeof name;
+            przks_change change = PRZKS_CHANGE_NONE;
+            EXPECT_EQ(przks_watch_next(watcher, timeout, &change, name, &length), PRZKS_OK);
+            return std::to_string(change) + name;
+        };
+        // What is looked at in turn may be told once more while it is recent.
+        const auto wait_for = [&](const std::string& change) {
+            std::string told;
+            while (told != change && told != "0") told = next(20000);
+            EXPECT_EQ(told, change);
+        };
+        set(m_ctx, "cur.r2.STATE", "OFFLINE");
+        wait_for("1r2");
+        set(m_ctx, "cur.r3", "new");
+        wait_for("1r3");
+        on_key(m_ctx, "cur", [&](przks_key* key) { return przks_delete_key(m_ctx, key, 1); });
+        set(m_ctx, "cur", "again");
+        wait_for("3");
+        EXPECT_EQ(przks_watch_close(watcher), PRZKS_OK);
+        EXPECT_EQ(przks_watch_close(watcher), PRZKS_BADARG);
+    }
 }
