@@ -24,7 +24,10 @@ struct node_config {
     std::map<int, std::string> nodes; ///< configured nodes by number; this node alone
     int max_nodes = 32;               ///< node slots of the cluster
     int recovery_time_s = 30;
-    std::string runtime_dir = "/run/vorn"; ///< endpoints, locks and node liveness
+    std::string runtime_dir = "/run/vorn"; ///< the node's endpoints
+    /// What all nodes of the cluster share: locks and the nodes' liveness. `runtime_dir` unless
+    /// given.
+    std::string cluster_dir = runtime_dir;
     std::string cluster_registry = "dir:/var/lib/vorn/zks";
     std::string local_registry = "dir:/var/lib/vorn/zkl";
     std::string log_dir = "/var/log/vorn";
@@ -51,6 +54,10 @@ struct node_config_error {
 /// Limits of the file, so that a wrong path (a device, a huge log) is told instead of read.
 inline constexpr std::size_t NODE_CONF_MAX_SIZE = 64 * 1024;
 inline constexpr int NODE_CONF_MAX_NODES = 1024;
+/// The longest label of a host name; node names become parts of file names and addresses.
+inline constexpr std::size_t NODE_CONF_NODE_NAME_MAX = 63;
+/// A cluster's name is a part of registry keys and group names.
+inline constexpr std::size_t NODE_CONF_CLUSTER_NAME_MAX = 255;
 
 /// Decodes the text of a configuration file. A pure function: `folder` completes relative paths,
 /// `host_name` gives the default node name. Returns true, or false with `error` filled (its `file`

@@ -2,6 +2,7 @@
 
 #include "cppgen/clsException.h"
 
+#include <atomic>
 #include <map>
 #include <string>
 
@@ -15,6 +16,9 @@ public:
                               int line = __builtin_LINE());
     std::string className() const override;
 };
+
+/// The highest member number of the cluster: -1 until it is first needed, then kept.
+extern std::atomic<int> s_maxMembers;
 
 /// What this node knows of the cluster's nodes. Node names are compared by their first label in
 /// lower case. Every operation may throw ClusterException; all are thread-safe.
