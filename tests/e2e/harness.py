@@ -19,7 +19,6 @@ from dataclasses import dataclass
 from vornwire import box, frame, raw
 
 
-
 def reachable(variable, default):
     """A folder of the build. Root's tests also run programs as other users, who may not enter the
     place where it was built: they get a copy."""
@@ -212,6 +211,34 @@ class Node:
         done = subprocess.run([BIN / "vorn_stat", *arguments], env=self.environment(env),
                               cwd=self.folder, check=False, **options)
         return Outcome(done.returncode, done.stdout, done.stderr, time.monotonic() - start)
+
+    def vornreg(self, *arguments, **options):
+        """Fills the registry as an operator would."""
+        options = {"capture_output": True, "check": True, "timeout": RUN_LIMIT * 6} | options
+        return subprocess.run([BIN / "vornreg", *arguments], env=self.environment(),
+                              cwd=self.folder, **options)
+
+    def register(self, **profiles):
+        """Registers resources, or replaces them whole: lists of NAME=value by name."""
+        self.vornreg("init")
+        folder = self.folder / "profiles"
+        folder.mkdir(exist_ok=True)
+        for name, lines in profiles.items():
+            (folder / name).write_text("\n".join([f"NAME={name}", *lines, ""]))
+        if profiles:
+            self.vornreg("register", "--replace", *(folder / name for name in profiles))
+
+    def start_vornd(self):
+        """The real daemon, once it serves; the caller ends it."""
+        daemon = subprocess.Popen([BIN / "vornd"], env=self.environment(), cwd=self.folder,
+                                  stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                  stderr=subprocess.STDOUT)
+        line = daemon.stdout.readline()
+        if not line.startswith(b"vornd: serving"):
+            daemon.wait(RUN_LIMIT)
+            daemon.stdout.close()
+            raise AssertionError(f"vornd does not serve: {line!r}")
+        return daemon
 
     @contextlib.contextmanager
     def daemon(self, *script, owner=None):

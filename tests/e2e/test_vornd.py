@@ -1,5 +1,6 @@
-"""The command and the real daemon together: profiles in, listings and statuses out."""
+"""The command, the real daemon and the registry together: resources in, listings out."""
 import contextlib
+import pathlib
 import signal
 import socket
 import subprocess
@@ -25,8 +26,8 @@ class DaemonTest(NodeTest):
 
     def setUp(self):
         super().setUp()
-        self.profiles = self.node.home / "vorn/profile"
-        self.profiles.mkdir()
+        self.scripts = self.node.home / "vorn/script"
+        self.scripts.mkdir()
         self.daemon = None
         self.addCleanup(self.end)
 
@@ -46,11 +47,11 @@ class DaemonTest(NodeTest):
             daemon.stdout.close()
 
     def start(self):
-        self.daemon = subprocess.Popen([harness.BIN / "vornd"], env=self.node.environment(),
-                                       cwd=self.node.folder, stdin=subprocess.DEVNULL,
-                                       stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        line = self.daemon.stdout.readline()
-        self.assertTrue(line.startswith(b"vornd: serving"), line)
+        self.daemon = self.node.start_vornd()
+
+    def daemon_log(self):
+        log = self.node.folder / "log/vornd.log"
+        return log.read_bytes() if log.exists() else b""
 
     def connect(self, data=b""):
         client = socket.socket(socket.AF_UNIX)
@@ -68,16 +69,20 @@ class DaemonTest(NodeTest):
         for client in clients:
             client.close()
 
-    def profile(self, name, lines):
-        """Written beside and moved into place, as a tool would."""
-        fresh = self.profiles / f".{name}.new"
-        fresh.write_text("\n".join([f"NAME={name}", *lines, ""]))
-        fresh.rename(self.profiles / f"{name}.cap")
-
     def serve(self, **profiles):
-        for name, lines in profiles.items():
-            self.profile(name, lines)
+        self.node.register(**profiles)
         self.start()
+
+    def script(self, name, text):
+        path = self.scripts / name
+        path.write_text(f"#!/bin/sh\ncd {self.node.folder}\n{text}\n")
+        path.chmod(0o755)
+
+    def until(self, condition):
+        deadline = time.monotonic() + LIMIT
+        while not condition():
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.05)
 
     def shows(self, table, **options):
         for line, status, out in table:
@@ -129,24 +134,65 @@ class Listings(DaemonTest):
         db1 = "NAME=db1\nTYPE=application\nTARGET=ONLINE\nSTATE=ONLINE on alpha\n\n"
         missing = numbered(210, "no [x]").decode()
         self.shows([("db1 x", 210, db1 + missing), ("-ls x", 210, missing), ("-g x", 210, "")])
-        (self.profiles / "db1.cap").unlink()
-        self.daemon.send_signal(signal.SIGHUP)
+        self.node.vornreg("unregister", "db1")
         self.eventually(numbered(202, "nothing here").decode())
 
 class Changes(DaemonTest):
-    def test_profiles_change_while_it_runs(self):
+    def test_resources_change_while_it_runs(self):
         self.serve(db1=DB1)
         block = "NAME={}\nTYPE=t\nSTATE={} on alpha\n\n"
-        self.profile("db1", ["TYPE=t", "STATE@alpha=OFFLINE", EVERYONE])
+        self.node.register(db1=["TYPE=t", "STATE@alpha=OFFLINE", EVERYONE])
         self.eventually(block.format("db1", "OFFLINE"))
-        self.profile("db1", ["no profile at all"])
-        self.profile("a1", ["TYPE=t", "STATE@alpha=ONLINE", EVERYONE])
-        self.eventually(block.format("a1", "ONLINE") + block.format("db1", "OFFLINE"))
+        self.node.vornreg("state", "db1", "ONLINE", "--node", "alpha")
+        self.node.register(**{"a.1": ["TYPE=t", "STATE@alpha=ONLINE", EVERYONE]})
+        self.eventually(block.format("a.1", "ONLINE") + block.format("db1", "ONLINE"))
+        away = self.node.folder / "away"
+        (self.node.folder / "zks").rename(away)
+        self.daemon.send_signal(signal.SIGHUP)
+        self.until(lambda: b"the registry is away" in self.daemon_log())
+        self.eventually(block.format("a.1", "ONLINE") + block.format("db1", "ONLINE"))
+        self.node.register(new=["TYPE=t", "STATE@alpha=ONLINE", EVERYONE])
+        self.daemon.send_signal(signal.SIGHUP)
+        self.eventually(block.format("new", "ONLINE"))
 
-    def test_twenty_thousand_profiles(self):
+    def test_levels_of_modules_change_while_it_runs(self):
+        self.node.register(db1=DB1)
+        self.node.vornreg("level", "COMMCRS", "3")
+        self.start()
+        self.node.run()
+        self.until(lambda: b" COMMCRS: " in self.daemon_log())
+        self.node.vornreg("level", "COMMCRS", "0")
+        self.until(lambda: b"level of module COMMCRS: 0" in self.daemon_log())
+        lines = self.daemon_log().count(b" COMMCRS: ")
+        self.node.run()
+        self.assertEqual(self.daemon_log().count(b" COMMCRS: "), lines)
+
+    def test_checks_keep_states_and_end_with_the_daemon(self):
+        self.script("web", "test \"$*\" = check -a -e up")
+        self.script("stuck", "trap '' TERM\nsetsid sh -c 'echo $$ >>pids; sleep 1000' &\n"
+                             "echo $$ >>pids; sleep 1000")
+        checked = ["TYPE=t", "CHECK_INTERVAL=1", EVERYONE]
+        self.serve(web=[*checked, "ACTION_SCRIPT=web"],
+                   stuck=[*checked, "ACTION_SCRIPT=stuck", "STATE@alpha=ONLINE"],
+                   other=[*checked, "ACTION_SCRIPT=web", "HOSTING_MEMBERS=beta"])
+        block = ("NAME=other\nTYPE=t\n\nNAME=stuck\nTYPE=t\nSTATE=ONLINE on alpha\n\n"
+                 "NAME=web\nTYPE=t\nSTATE={} on alpha\n\n")
+        self.eventually(block.format("OFFLINE"))
+        (self.node.folder / "up").touch()
+        self.eventually(block.format("ONLINE"))
+        pids = self.node.folder / "pids"
+        self.until(lambda: pids.exists() and len(pids.read_text().split()) == 2)
+        self.assertEqual(self.end(signal.SIGKILL), -signal.SIGKILL)
+        self.until(lambda: not any(pathlib.Path("/proc", pid).exists()
+                                   for pid in pids.read_text().split()))
+
+    def test_twenty_thousand_resources(self):
+        self.node.register()
+        folder = self.node.folder / "profiles"
         for number in range(20_000):
-            (self.profiles / f"r{number:05}.cap").write_text(
+            (folder / f"r{number:05}").write_text(
                 f"NAME=r{number:05}\nTYPE=t\nSTATE@alpha=ONLINE\n{EVERYONE}\n")
+        self.node.vornreg("register", *sorted(folder.iterdir()))
         self.start()
         outcome = self.node.run("-t")
         rows = outcome.out.decode().splitlines()[2:]
