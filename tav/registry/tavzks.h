@@ -127,8 +127,9 @@ int tavzksGetres(std::string& name, przks_key** key, int& count,
                  tavzksResourceLoc loc = TAVZKS_CURRENT);
 /// Creates the resource's key.
 int tavzksAddResource(const std::string& name, tavzksResourceLoc loc, przks_ctx* ctx = nullptr);
-/// Moves a resource from the local stage area to the current area in one step.
-int tavzksCommitResource(const std::string& name, przks_ctx* ctx = nullptr);
+/// Moves a resource from the local stage area to the current area in one step for readers. One that
+/// stands there already is PRZKS_EXISTS, unless it is to be replaced.
+int tavzksCommitResource(const std::string& name, przks_ctx* ctx = nullptr, bool replace = false);
 /// Deletes a resource from an area given by its key (TAVRESHIS, TAVRESCUR, TAVRESSEC, TAVRESSTAGE);
 /// any other area is 2.
 int tavzksRemove(std::string resource, std::string area, przks_ctx* ctx = nullptr);
