@@ -29,6 +29,18 @@ constexpr std::size_t MARK_END = MARK_OFFSET + MARK.size();
 constexpr std::uint64_t WORK_ALLOWED = 4 * std::uint64_t{evm::RECORD_MAX};
 constexpr std::uint64_t WORK_A_BYTE = 16;
 
+std::uint16_t blocktypeOf(evm::Bytes record) {
+    return evm::load<std::uint16_t>(record, offsetof(EvmEventHead_t, control.blocktype));
+}
+
+/// Whether identifier and type are those of a block; behind damage only an event's are looked for.
+bool hasMark(evm::Bytes bytes, bool lost) {
+    const auto ident = evm::load<std::uint16_t>(bytes, offsetof(EvmEventHead_t, control.ident));
+    const std::uint16_t type = blocktypeOf(bytes);
+    return ident == evm::RECORD_IDENT && type >= EVENT_BLOCKTYPE &&
+           type <= (lost ? EVENT_BLOCKTYPE : LAST_BLOCKTYPE);
+}
+
 std::size_t headerOf(evm::Bytes record) {
     return isOldVersion(record) ? evm::OLD_HEADER_SIZE : evm::HEADER_SIZE;
 }
@@ -112,27 +124,28 @@ bool RecordScanner::affords(std::size_t size, std::uint64_t position) const {
 /// `lost`: the record does not follow one that is whole, so that it needs a witness of its own.
 RecordScanner::Judgement RecordScanner::judge(evm::Bytes bytes, std::uint64_t position, bool last,
                                               bool lost) {
+    // Behind damage a beginning that shows no mark is a part of the damage.
+    if (bytes.size() < MARK_END)
+        return {lost && last ? Verdict::BROKEN : Verdict::SHORT, evm::OLD_HEADER_SIZE};
+    if (!hasMark(bytes, lost)) return {Verdict::BROKEN};
     if (bytes.size() < evm::OLD_HEADER_SIZE) return {Verdict::SHORT, evm::OLD_HEADER_SIZE};
     std::size_t size = 0;
-    const auto type = evm::load<std::uint16_t>(bytes, offsetof(EvmEventHead_t, control.blocktype));
-    const bool possible = evm::_evmRecordSize(bytes, size) == EvmERROR_NONE &&
-                          type >= EVENT_BLOCKTYPE &&
-                          type <= (lost ? EVENT_BLOCKTYPE : LAST_BLOCKTYPE);
+    const bool possible = evm::_evmRecordSize(bytes, size) == EvmERROR_NONE;
     if (!possible || !affords(size, position)) return {Verdict::BROKEN};
     Verdict verdict = size <= bytes.size() ? judgeWhole(bytes.first(size), lost) : Verdict::SHORT;
     if (verdict == Verdict::SOUND || verdict == Verdict::NOT_UNDERSTOOD) return {verdict, size};
     // The body of another type is unknown and has no blocks to follow.
-    const Chain chain = type == EVENT_BLOCKTYPE ? followBlocks(bytes, size)
-                                                : Chain{std::min(size, bytes.size()), true};
+    const Chain chain = blocktypeOf(bytes) == EVENT_BLOCKTYPE
+                            ? followBlocks(bytes, size)
+                            : Chain{std::min(size, bytes.size()), true};
     if (!chain.sound) verdict = Verdict::BROKEN;
     if (verdict == Verdict::BROKEN || last) m_spent += chain.reached;
     return {verdict, size};
 }
 
 RecordScanner::Verdict RecordScanner::judgeWhole(evm::Bytes record, bool lost) {
-    const auto type = evm::load<std::uint16_t>(record, offsetof(EvmEventHead_t, control.blocktype));
     const bool summed = hasChecksum(record);
-    if (type != EVENT_BLOCKTYPE) {
+    if (blocktypeOf(record) != EVENT_BLOCKTYPE) {
         // Its body is unknown: only the checksum can tell that the size is its own.
         return summed && evm::_evmChecksumTest(record) == EvmERROR_NONE ? Verdict::NOT_UNDERSTOOD
                                                                         : Verdict::BROKEN;
