@@ -28,6 +28,8 @@ private:
     EvmEvent_t m_event = nullptr;
 };
 
+/// The folder of this program's node: "run" for endpoints, "log"; `message_time` is 1 second.
+const std::string& test_folder();
 /// An event of a name alone.
 EvmEvent_t make_event(const char* name);
 /// Bytes in hexadecimal, a blank before every eighth but the first.
