@@ -79,8 +79,9 @@ void report(benchmark::State& state) {
 /// The floor: the same reads, and nothing done with the bytes.
 void BM_ReadOnly(benchmark::State& state) {
     static std::array<char, 256 * 1024> buffer;
+    const std::string& path = EventFile::get().path();
     for (auto _ : state) {
-        const int fd = open(EventFile::get().path().c_str(), O_RDONLY | O_CLOEXEC);
+        const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
         while (read(fd, buffer.data(), buffer.size()) > 0) benchmark::ClobberMemory();
         close(fd);
     }
@@ -89,12 +90,13 @@ void BM_ReadOnly(benchmark::State& state) {
 BENCHMARK(BM_ReadOnly)->Unit(benchmark::kMillisecond);
 
 void show(benchmark::State& state, const evmshow::Filter& filter, evmshow::Form form) {
+    const std::string& path = EventFile::get().path();
     const evmshow::Descriptor null(open("/dev/null", O_WRONLY | O_CLOEXEC));
     for (auto _ : state) {
         evmshow::Output out(null.get());
         const auto printer = evmshow::makePrinter(form, "name", out);
         evmshow::Session session(filter, printer.get());
-        evmshow::InputFile file(EventFile::get().path());
+        evmshow::InputFile file(path);
         evmshow::SkipReport skips(file.name());
         evmshow::RecordFeed feed;
         while (file.readInto(feed)) session.take(feed, skips);
