@@ -57,7 +57,7 @@ private:
         name[name.find('!')] = '.';
         const std::pair<const char*, std::string> values[] = {
             {"NAME", name},
-            {"TYPE", "application"},
+            {"TYPE", "app"},
             {"AUTO_START", "restore"},
             {"ACTION_SCRIPT", name},
             {"CHECK_INTERVAL", "0"},
@@ -100,6 +100,7 @@ const TAV::Container REQUEST("UI_STAT");
 
 void countBytes(benchmark::State& state, std::size_t bytes) {
     state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes));
+    require(bytes > 5'000'000); // not the refusal of a reply that is too large
     state.counters["frame"] = static_cast<double>(bytes);
 }
 

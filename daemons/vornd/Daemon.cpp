@@ -75,7 +75,6 @@ std::unique_ptr<RegistrySource> openSource(const node_config& config, Checks& ch
     try {
         const Registry registry;
         registry.require(TAV::TAVRESCUR);
-        registry.clean();
         takeLevelsFromRegistry();
         return std::make_unique<RegistrySource>(
             [&checks](const ModelPointer& model) { checks.take(model); });

@@ -55,6 +55,7 @@ private:
         Link();
     };
 
+    void clean() const;
     void follow();
     void step();
     void wait();

@@ -102,6 +102,7 @@ class Listings(DaemonTest):
         db1 = "NAME=db1\nTYPE=application\n"
         ends = "TARGET=ONLINE\nSTATE=ONLINE on alpha\n\n"
         attempts, threshold = "RESTART_ATTEMPTS=5\nRESTART_COUNT=2\n", "FAILURE_THRESHOLD=3\n"
+        auto = "AUTO_START=restore\n"
         counts = attempts + threshold + "FAILURE_COUNT=1\n"
         net = ("NAME=net\nTYPE=listener\nTARGET=ONLINE on alpha\nTARGET=ONLINE on beta\n"
                "STATE=ONLINE on alpha\nSTATE=OFFLINE on beta\n\n")
@@ -116,9 +117,9 @@ class Listings(DaemonTest):
              + net_row.format(" -     4/     ", "OFFLINE", "beta")),
             ("-ls", 0, RIGHTS + "".join(f"{name:15}{'root':15}{'root':25}rwxr-xr--\n"
                                         for name in ("db1", "net"))),
-            ("-v db1", 0, db1 + counts + ends),
-            ("-f db1", 0, db1 + EVERYONE + "\n" + counts + ends),
-            ("-p db1", 0, db1 + EVERYONE + "\n" + threshold + attempts + "\n"), ("-t -q", 0, ""),
+            ("-v db1", 0, db1 + auto + counts + ends),
+            ("-f db1", 0, db1 + EVERYONE + "\n" + auto + counts + ends),
+            ("-p db1", 0, db1 + EVERYONE + "\n" + auto + threshold + attempts + "\n"), ("-t -q", 0, ""),
             ("-g db1", 0, ""), ("-r net -c alpha", 0, ""), ("-r net -c beta", 1, "")])
 
     def test_members(self):
@@ -157,15 +158,15 @@ class Changes(DaemonTest):
 
     def test_levels_of_modules_change_while_it_runs(self):
         self.node.register(db1=DB1)
-        self.node.vornreg("level", "COMMCRS", "3")
+        self.node.vornreg("level", "VORNCOMM", "5")
         self.start()
         self.node.run()
-        self.until(lambda: b" COMMCRS: " in self.daemon_log())
-        self.node.vornreg("level", "COMMCRS", "0")
-        self.until(lambda: b"level of module COMMCRS: 0" in self.daemon_log())
-        lines = self.daemon_log().count(b" COMMCRS: ")
+        self.until(lambda: b" VORNCOMM: " in self.daemon_log())
+        self.node.vornreg("level", "VORNCOMM", "0")
+        self.until(lambda: b"level of module VORNCOMM: 0" in self.daemon_log())
+        lines = self.daemon_log().count(b" VORNCOMM: ")
         self.node.run()
-        self.assertEqual(self.daemon_log().count(b" COMMCRS: "), lines)
+        self.assertEqual(self.daemon_log().count(b" VORNCOMM: "), lines)
 
     def test_checks_keep_states_and_end_with_the_daemon(self):
         self.script("web", "test \"$*\" = check -a -e up")
