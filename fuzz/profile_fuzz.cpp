@@ -1,4 +1,5 @@
 #include "daemons/vornd/Profile.h"
+#include "daemons/vornd/ResourceRecord.h"
 #include "daemons/vornd/StatusWords.h"
 
 #include <cstdint>
@@ -25,7 +26,7 @@ std::string asText(const vornd::Resource& resource) {
 } // namespace
 
 /// A profile that is taken has a name of its own, and is the same profile once more after it was
-/// written down.
+/// written down, or went through the registry.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     vornd::Resource resource;
@@ -39,5 +40,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string written = asText(resource);
     vornd::Resource again;
     if (!vornd::parseProfile(written, again, fault) || asText(again) != written) std::abort();
+    // The registry keeps all of it, and nothing that is no single key.
+    const vornd::ResourceRecord record = vornd::recordOf(resource);
+    for (const auto& [key, value] : record)
+        if (key.empty() || key.find('.') != std::string::npos) std::abort();
+    if (!vornd::resourceOf(record, resource.attribute("ACL"), again, fault)) std::abort();
+    if (resource.attributes.contains("ACL")) // an empty list is none in the registry
+        again.attributes.insert_or_assign("ACL", resource.attribute("ACL"));
+    if (asText(again) != written) std::abort();
     return 0;
 }
