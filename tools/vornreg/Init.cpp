@@ -3,6 +3,7 @@
 #include "tav/registry/tavzks.h"
 #include "tools/vornreg/Groups.h"
 #include "tools/vornreg/Registry.h"
+#include "tools/vornreg/Resources.h"
 
 #include <array>
 #include <cstdlib>
@@ -69,8 +70,7 @@ void Maker::home() {
     const std::string key = below(TAV::TAVSYSTEM, HOME_VARIABLE);
     const std::string home = variable(HOME_VARIABLE);
     if (home.empty() || !isMissing(key)) return;
-    const auto length = static_cast<unsigned>(home.size() + 1);
-    require(key, TAV::tavzksWrite(key.c_str(), home.c_str(), length));
+    writeKey(key, key, home);
     made(key + " for " + home);
 }
 

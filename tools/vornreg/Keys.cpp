@@ -4,6 +4,7 @@
 #include "tav/registry/tavzks.h"
 #include "tools/vornreg/Groups.h"
 #include "tools/vornreg/Registry.h"
+#include "tools/vornreg/Resources.h"
 
 #include <iostream>
 #include <memory>
@@ -50,11 +51,8 @@ Status getKey(const Call& call) {
 }
 
 Status setKey(const Call& call) {
-    const std::string& key = call.words[0];
-    const std::string& value = call.words[1];
     const Registry registry(Registry::Use::changing);
-    const auto length = static_cast<unsigned>(value.size() + 1);
-    require(key, TAV::tavzksWrite(key.c_str(), value.c_str(), length));
+    writeKey(call.words[0], call.words[0], call.words[1]);
     return Status::done;
 }
 

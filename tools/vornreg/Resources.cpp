@@ -11,12 +11,6 @@ namespace vornreg {
 
 namespace {
 
-std::string keyOf(const char* area, const std::string& name) {
-    std::string translated = name;
-    TAV::tavzksResTrans(translated, TAV::TAVRESSP, TAV::TAVRESEXC);
-    return std::string(area) + TAV::TAVRESSP + translated;
-}
-
 bool keyExists(const std::string& what, const std::string& key) {
     const int rc = TAV::tavzksCheckKey(key.c_str());
     if (rc != PRZKS_OK && rc != PRZKS_NOTFOUND) throw registryFailure(what, rc);
@@ -28,6 +22,17 @@ std::string line(const std::string& name, const std::string& value) {
 }
 
 } // namespace
+
+std::string keyOf(const std::string& area, const std::string& name) {
+    std::string translated = name;
+    TAV::tavzksResTrans(translated, TAV::TAVRESSP, TAV::TAVRESEXC);
+    return area + TAV::TAVRESSP + translated;
+}
+
+void writeKey(const std::string& what, const std::string& key, const std::string& text) {
+    const auto length = static_cast<unsigned>(text.size() + 1);
+    require(what, TAV::tavzksWrite(key.c_str(), text.c_str(), length));
+}
 
 std::string faultOfName(const std::string& name) {
     if (name.empty()) return "a name cannot be empty";
@@ -76,11 +81,11 @@ std::optional<std::string> permissionsOf(const std::string& name) {
 }
 
 void setPermissions(const std::string& name, const std::optional<std::string>& permissions) {
-    if (permissions) {
-        require(name, TAV::tavzksSetPerm(name, *permissions));
-    } else if (keyExists(name, keyOf(TAV::TAVRESSEC, name))) {
+    const std::string key = keyOf(TAV::TAVRESSEC, name);
+    if (permissions)
+        writeKey(name, key, *permissions);
+    else if (keyExists(name, key))
         require(name, TAV::tavzksRemove(name, TAV::TAVRESSEC));
-    }
 }
 
 std::string profileText(const std::string& name, const vornd::ResourceRecord& record,

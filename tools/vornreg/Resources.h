@@ -23,6 +23,12 @@ void requireRegistered(const std::string& name);
 /// Reasons why a resource cannot be kept under the name; empty when there is none.
 [[nodiscard]] std::string faultOfName(const std::string& name);
 
+/// The key of a resource in an area.
+[[nodiscard]] std::string keyOf(const std::string& area, const std::string& name);
+/// Sets the text of a key, which is made with it when it is missing: that costs half of making it
+/// first.
+void writeKey(const std::string& what, const std::string& key, const std::string& text);
+
 /// The names of all registered resources, in byte order.
 [[nodiscard]] std::vector<std::string> registeredNames();
 

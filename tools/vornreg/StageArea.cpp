@@ -6,6 +6,7 @@
 #include "tools/vornreg/Failure.h"
 #include "tools/vornreg/Keys.h"
 #include "tools/vornreg/Registry.h"
+#include "tools/vornreg/Resources.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -84,9 +85,9 @@ void StageArea::clear() {
 
 void StageArea::add(const NewResource& resource) {
     require(resource.name, TAV::tavzksAddResource(resource.name, TAV::TAVZKS_STAGE));
+    const std::string key = keyOf(m_key, resource.name) + TAV::TAVRESSP;
     for (const auto& [attribute, value] : resource.record)
-        require(resource.name,
-                TAV::tavzksSetvalue(resource.name, attribute, value, TAV::TAVZKS_STAGE));
+        writeKey(resource.name, key + attribute, value);
 }
 
 void StageArea::commit(const NewResource& resource, bool replace) {

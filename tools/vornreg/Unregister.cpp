@@ -21,7 +21,7 @@ void unregister(const std::string& name) {
 } // namespace
 
 Status unregisterResources(const Call& call) {
-    const Registry registry(Registry::Use::changing);
+    const Registry registry(Registry::Use::building);
     Status status = Status::done;
     for (const std::string& name : call.words) {
         try {
@@ -31,6 +31,7 @@ Status unregisterResources(const Call& call) {
             if (status == Status::done) status = failure.status();
         }
     }
+    Registry::makeDurable();
     return status;
 }
 
