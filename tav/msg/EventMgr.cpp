@@ -1,10 +1,11 @@
 #include "tav/msg/EventMgr.h"
 
-#include "tav/msg/EventMgrLibrary.h"
+#include "evm/libevm/evm.h"
 
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <type_traits>
 
 namespace TAV {
 
@@ -14,10 +15,9 @@ namespace {
 constexpr std::size_t STATUS_TEXT_SIZE = 100;
 
 struct DropConnection {
-    void operator()(EvmConnectionHandle_s* connection) const {
-        event_library::destroyConnection(connection);
-    }
+    void operator()(EvmConnection_t connection) const { EvmConnDestroy(connection); }
 };
+using ConnectionPtr = std::unique_ptr<std::remove_pointer_t<EvmConnection_t>, DropConnection>;
 
 } // namespace
 
@@ -39,7 +39,7 @@ int EventMgr::sendEvent(const char* eventName, const char* variableName, const s
 }
 
 int EventMgr::createEvent() {
-    m_status = event_library::createEvent(m_eventName, &m_event);
+    m_status = EvmEventCreateVa(&m_event, EvmITEM_NAME, m_eventName, EvmITEM_NONE);
     if (m_status == 0) return 0;
     std::cerr << "Failed to create event '" + std::string(m_eventName) + "'\n";
     prtEventStatus();
@@ -49,20 +49,22 @@ int EventMgr::createEvent() {
 
 int EventMgr::setEventVar(char*& value) {
     m_value = value;
-    m_status = event_library::setStringVariable(m_event, m_variableName, m_value);
+    const EvmVarValue_t text{m_value};
+    m_status = EvmVarSet(m_event, m_variableName, EvmTYPE_STRING, text, 0, 0);
     return m_status;
 }
 
 int EventMgr::postEvent() {
-    EvmConnectionHandle_s* made = nullptr;
-    m_status = event_library::createConnection(&made);
-    const std::unique_ptr<EvmConnectionHandle_s, DropConnection> connection(made);
+    EvmConnection_t made = nullptr;
+    m_status =
+        EvmConnCreate(EvmCONNECTION_POST, EvmRESPONSE_WAIT, nullptr, nullptr, nullptr, &made);
+    const ConnectionPtr connection(made);
     if (m_status != 0) {
         std::fprintf(stderr, "Error creating connection to post event \"%s\" return code = %d\n",
                      m_eventName, m_status);
         return failPosting();
     }
-    m_status = event_library::postEvent(connection.get(), m_event);
+    m_status = EvmEventPost(connection.get(), m_event);
     if (m_status != 0) {
         std::fprintf(stderr, "Error posting event \"%s\" return code = %d\n", m_eventName,
                      m_status);
@@ -79,13 +81,13 @@ int EventMgr::failPosting() {
 }
 
 void EventMgr::prtEventStatus() {
-    char text[STATUS_TEXT_SIZE];
-    event_library::statusText(m_status, text, sizeof text);
+    char text[STATUS_TEXT_SIZE] = "";
+    EvmStatusTextGet(static_cast<EvmStatus_t>(m_status), text, sizeof text);
     std::cerr << "Error: " + std::string(text) + "\n";
 }
 
 void EventMgr::destroyEvent() {
-    event_library::destroyEvent(m_event);
+    EvmEventDestroy(m_event);
     m_event = nullptr;
 }
 

@@ -1,10 +1,19 @@
-#include "tav/msg/EventMgr.h"
+#include "evm/libevm/exchange.h"
+#include "evm/libevm/protocol.h"
 #include "tav/msg/TavLogger.h"
 #include "tests/cmd/child_run.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
+#include <thread>
 
 using namespace TAV;
 
@@ -26,6 +35,73 @@ void expect(tavLogRoute route, const std::function<void(TavLogger&)>& body, int 
     EXPECT_EQ(outcome.out, out);
     EXPECT_EQ(outcome.err, err);
 }
+
+/// An event daemon that answers one post with some flags.
+class EventDaemon {
+public:
+    explicit EventDaemon(std::uint32_t flags) {
+        mkdir((m_folder + "/run").c_str(), 0700);
+        std::ofstream(m_folder + "/node.conf") << "runtime_dir = run\nlog_dir = log\n";
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        (m_folder + "/run/SYSTEM.evm.acceptor.auth").copy(address.sun_path, 100);
+        const void* const any = &address;
+        EXPECT_EQ(bind(m_listener, static_cast<const sockaddr*>(any), sizeof address), 0);
+        EXPECT_EQ(listen(m_listener, 1), 0);
+        m_thread = std::thread([this, flags] { serve(flags); });
+    }
+    ~EventDaemon() {
+        if (m_thread.joinable()) m_thread.join();
+        close(m_listener);
+        std::filesystem::remove_all(m_folder);
+    }
+    EventDaemon(const EventDaemon&) = delete;
+    EventDaemon& operator=(const EventDaemon&) = delete;
+
+    void enter() const { setenv("VORN_NODE_CONF", (m_folder + "/node.conf").c_str(), 1); }
+    /// The event's name and text, once it was posted.
+    std::string text() const {
+        m_thread.join();
+        return m_text;
+    }
+
+private:
+    void serve(std::uint32_t flags) {
+        const int fd = accept(m_listener, nullptr, nullptr);
+        std::byte bytes[4096];
+        const auto take = [&](std::size_t size) { return recv(fd, bytes, size, MSG_WAITALL); };
+        take(evm::COMM_HEADER_SIZE);
+        take(evm::CONNECT_FIXED_SIZE);
+        const auto send = [&](EvmCommType_t type, std::uint32_t bits) {
+            const auto header = evm::encodeHeader(type, bits, 0, 0, 1);
+            ::send(fd, header.data(), header.size(), MSG_NOSIGNAL);
+        };
+        send(EvmCOMM_CONNECT_RSP, 0);
+        take(evm::COMM_HEADER_SIZE);
+        const auto length = evm::load<EvmCommHead_t>(bytes, 0).bodySize;
+        const auto got = static_cast<std::size_t>(take(length));
+        EvmEvent_t event = nullptr;
+        EvmItemValue_t name{};
+        char* value = nullptr;
+        EXPECT_EQ(evm::_evmEventWrap(evm::Bytes(bytes, got), &event), EvmERROR_NONE);
+        EXPECT_EQ(EvmItemGet(event, EvmITEM_NAME, &name), EvmERROR_NONE);
+        EXPECT_EQ(EvmVarGetString(event, "TAV_LOG", &value, nullptr), EvmERROR_NONE);
+        m_text = std::string(name.NAME) + ": " + value;
+        EvmItemRelease(EvmITEM_NAME, name);
+        std::free(value);
+        EvmEventDestroy(event);
+        send(EvmCOMM_POST_RSP, flags);
+        close(fd);
+    }
+
+    std::string m_folder = [] {
+        char name[] = "/tmp/vorn_logger_XXXXXX";
+        return std::string(mkdtemp(name));
+    }();
+    int m_listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::string m_text;
+    mutable std::thread m_thread;
+};
 
 } // namespace
 
@@ -68,23 +144,35 @@ TEST(Logger, CollectedTextIsReleasedAsItStands) {
     expect(ROUTE_STDOUT, body, 0, "100%s\nb100%s\nb\n100%s\nb", "");
 }
 
-TEST(Logger, WithoutEventLibraryAPostedTextIsToldAsFailed) {
-    const std::string reason = "Error: event library not available\n";
-    const std::string failure = "'\n" + reason + "Evm log has failed.\n";
+TEST(Logger, WhatCannotBePostedIsToldAndChangesNoReturnCode) {
     const auto quiet = [](TavLogger& logger) {
+        setenv("VORN_NODE_CONF", "/nonexistent/node.conf", 1);
         int on = 1;
         logger.setEventSwitch(on);
         logger.log(150);
-    };
-    expect(ROUTE_STDOUT, quiet, 150, "", "Failed to create event 'test.event" + failure);
-    const auto renamed = [](TavLogger& logger) {
-        logger.setEventName("other");
+        logger.setEventName("not-a-name");
         logger.logOrigProc();
     };
-    expect(ROUTE_EVENT, renamed, 0, "", "Failed to create event 'other" + failure);
-    const auto posted = [](TavLogger& logger) {
-        logger.setRtnCode(EventMgr("e", TavLogger::TAV_LOGGER, nullptr).postEvent());
+    expect(ROUTE_STDOUT, quiet, 150, "",
+           "Error creating connection to post event \"test.event\" return code = 18\n"
+           "Error: Resource error\nEvm log has failed.\n"
+           "Failed to create event 'not-a-name'\nError: Invalid value\nEvm log has failed.\n");
+}
+
+TEST(Logger, PostedTextReachesTheDaemonAndPrintsNothing) {
+    const auto posted = [](std::uint32_t flags, const std::string& error) {
+        const EventDaemon daemon(flags);
+        const auto body = [&](TavLogger& logger) {
+            daemon.enter();
+            logger.append("10 %s\n");
+            logger.append("20");
+            logger.logOrigProc();
+        };
+        expect(ROUTE_EVENT, body, 0, "", error);
+        return daemon.text();
     };
-    expect(ROUTE_STDERR, posted, 2, "",
-           "Error creating connection to post event \"e\" return code = 1\n" + reason);
+    EXPECT_EQ(posted(0, ""), "test.event: 10 %s\n20");
+    EXPECT_EQ(posted(0x4, "Error posting event \"test.event\" return code = 17\n"
+                          "Error: Event rejected\nEvm log has failed.\n"),
+              "test.event: 10 %s\n20");
 }
