@@ -25,6 +25,7 @@ std::vector<Record> recordsOf(evm::Bytes bytes, std::size_t portion, evmshow::Pr
     const evmshow::Filter filter{{*evmshow::NamePattern::parse("*a*.*.?")}};
     std::vector<Record> records;
     std::uint64_t covered = 0;
+    std::size_t chosen = 0;
     evmshow::RecordFeed feed(portion);
     const auto takeAll = [&] {
         while (const auto found = feed.next()) {
@@ -32,7 +33,7 @@ std::vector<Record> recordsOf(evm::Bytes bytes, std::size_t portion, evmshow::Pr
             covered += found->bytes.size();
             if (found->kind != evmshow::Piece::Kind::RECORD) continue;
             records.push_back({found->offset, found->bytes.size()});
-            filter.accepts(found->bytes);
+            if (filter.accepts(found->bytes)) ++chosen;
             if (printer != nullptr) printer->print(found->bytes);
         }
     };
@@ -46,7 +47,7 @@ std::vector<Record> recordsOf(evm::Bytes bytes, std::size_t portion, evmshow::Pr
     }
     feed.finish();
     takeAll();
-    require(covered == bytes.size());
+    require(covered == bytes.size() && chosen <= records.size());
     return records;
 }
 

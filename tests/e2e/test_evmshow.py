@@ -11,7 +11,8 @@ import tempfile
 import time
 import unittest
 
-from harness import BIN, RUN_LIMIT, STEP_LIMIT
+from evmwire import EventDaemon
+from harness import BIN, RUN_LIMIT, STEP_LIMIT, NodeTest, reply
 
 ENVIRONMENT = {"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "TZ": "UTC0"}
 TIME = 1_770_000_000  # 2026-02-02 02:40:00
@@ -319,6 +320,26 @@ class FollowTest(ToolTest):
         self.assertEqual(os.read(reader, 100), line(b"a"))
         os.close(reader)
         self.assertEqual(follower.wait(STEP_LIMIT), 3)
+
+
+class DaemonTest(NodeTest):
+    def tool(self, *words, **options):
+        return subprocess.run([BIN / words[0], *words[1:]], env=self.node.environment(),
+                              cwd=self.node.folder, timeout=RUN_LIMIT, check=True,
+                              stdout=subprocess.PIPE, **options).stdout
+
+    def test_posted_events_are_what_the_command_would_print(self):
+        daemon = EventDaemon(self.node)
+        self.addCleanup(daemon.end)
+        self.tool("evmpost", "lines", "--stdin", input=b"1\n2\n3\n")
+        answer = reply({name: {"NAME": name, "TYPE": "x\ty", "TARGET": {"": "ONLINE"},
+                              "STATE": {"alpha": "ONLINE"}} for name in ("db1", "web\u00e4")})
+        printed = self.node.ask(answer, "-t")
+        self.assertIn(b"db1", printed.out)
+        self.check(self.node.ask(answer, "-q", "-t"))
+        for words, expected in ((["-r"], printed.out), (["-v", "message"], b"123"),
+                                (["-n", "lines", "-c", "--since", "-1h"], b"3\n")):
+            self.assertEqual(self.tool("evmshow", *words, "run/evmd.events"), expected)
 
 
 if __name__ == "__main__":

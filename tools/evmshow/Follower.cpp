@@ -34,17 +34,23 @@ Follower::Follower(const std::string& path, Session& session, Output& out)
 }
 
 void Follower::run() {
-    while (true) {
-        readOn();
-        if (restartIfTruncated()) continue;
-        if (auto next = successor()) {
-            switchTo(std::move(*next));
-            continue;
-        }
+    try {
+        while (true) readAndWait();
+    } catch (const Interrupted&) {
         m_report.close();
-        m_out.flush();
-        m_watch.wait();
     }
+}
+
+void Follower::readAndWait() {
+    readOn();
+    if (restartIfTruncated()) return;
+    if (auto next = successor()) {
+        switchTo(std::move(*next));
+        return;
+    }
+    // A region that is skipped may go on: it is told when a record follows it.
+    m_out.flush();
+    m_watch.wait();
 }
 
 /// Reads what is there. An incomplete record at the end is read again from its beginning: a writer

@@ -13,10 +13,11 @@ class Follower {
 public:
     Follower(const std::string& path, Session& session, Output& out);
 
-    /// Ends only by an exception: Interrupted when the program was told to end.
+    /// Until the program is told to end. Throws ReadError or OutputError.
     void run();
 
 private:
+    void readAndWait();
     void readOn();
     bool restartIfTruncated();
     std::optional<InputFile> successor() const;

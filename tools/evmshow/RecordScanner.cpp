@@ -70,18 +70,15 @@ bool hasChecksum(evm::Bytes record) {
     return (flags >> EvmFLAG_CHECKSUM_PRESENT & 1U) != 0;
 }
 
+bool hasValidPriority(evm::Bytes record) {
+    return !evm::itemPresent(record, EvmITEM_PRIORITY) || priorityOf(record) <= EvmPRIORITY_MAX;
+}
+
 bool hasWrittenHeader(evm::Bytes record) {
     const auto size = evm::load<std::uint32_t>(record, 0);
     const auto type =
         evm::load<std::uint16_t>(record, offsetof(EvmCommunicationHeader_t, type_clscmsgh));
     return size == record.size() && type == 1;
-}
-
-/// What makes a record an event that the library would accept.
-bool hasValidItems(evm::Bytes record) {
-    if (evm::itemPresent(record, EvmITEM_PRIORITY) && priorityOf(record) > EvmPRIORITY_MAX)
-        return false;
-    return evm::_evmNameCheck(nameOf(record), false, nullptr) == EvmERROR_NONE;
 }
 
 /// Where, from `from` on, a record may begin; none when no mark is found.
@@ -154,7 +151,18 @@ RecordScanner::Verdict RecordScanner::judgeWhole(evm::Bytes record, bool lost) {
         evm::_evmChecksumTest(record) != EvmERROR_NONE)
         return Verdict::BROKEN;
     if (lost && !summed && !hasWrittenHeader(record)) return Verdict::BROKEN;
-    return hasValidItems(record) ? Verdict::SOUND : Verdict::NOT_UNDERSTOOD;
+    return hasValidName(record) && hasValidPriority(record) ? Verdict::SOUND
+                                                            : Verdict::NOT_UNDERSTOOD;
+}
+
+/// Names come again and again, and comparing one is faster than checking it.
+bool RecordScanner::hasValidName(evm::Bytes record) {
+    const std::string_view name = nameOf(record);
+    std::string& known = m_names[name.size() % m_names.size()];
+    if (name == known) return true;
+    if (evm::_evmNameCheck(name, false, nullptr) != EvmERROR_NONE) return false;
+    if (name.size() <= KNOWN_NAME_SIZE) known = name;
+    return true;
 }
 
 /// From what is no whole record to where one begins. What may be one, but is cut off by the end of

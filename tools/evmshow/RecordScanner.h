@@ -2,8 +2,10 @@
 
 #include "evm/libevm/record.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 /// Finding the records in the bytes of a file of records, whatever became of it: records lie one
 /// after another, and behind damage the next one may begin at any byte.
@@ -45,6 +47,7 @@ private:
 
     Judgement judge(evm::Bytes bytes, std::uint64_t position, bool last, bool lost);
     Verdict judgeWhole(evm::Bytes record, bool lost);
+    bool hasValidName(evm::Bytes record);
     Piece skip(evm::Bytes bytes, bool last, bool torn);
     Piece told(Piece piece);
     [[nodiscard]] bool affords(std::size_t size, std::uint64_t position) const;
@@ -52,6 +55,10 @@ private:
     std::uint64_t m_position = 0; ///< of the first byte not told yet
     std::uint64_t m_spent = 0;    ///< bytes looked through in vain
     bool m_lost = false;          ///< the last piece was damage
+
+    /// Valid names seen before, at a place that depends on their length; none longer than so.
+    static constexpr std::size_t KNOWN_NAME_SIZE = 256;
+    std::array<std::string, 64> m_names;
 };
 
 } // namespace evmshow

@@ -44,22 +44,14 @@ bool showFiles(const Options& options, Session& session, Output& out) {
     return readable;
 }
 
-void follow(const Options& options, Session& session, Output& out) {
-    catchInterruptions();
-    try {
-        Follower(options.files.front(), session, out).run();
-    } catch (const Interrupted&) {
-        // This is how following ends.
-    }
-}
-
 int show(const Options& options) {
+    if (options.follow) catchInterruptions();
     Output out(STDOUT_FILENO);
     const auto printer = makePrinter(options.form, options.text, out);
     Session session(options.filter, printer.get());
     bool readable = true;
     if (options.follow)
-        follow(options, session, out);
+        Follower(options.files.front(), session, out).run();
     else
         readable = showFiles(options, session, out);
     if (options.form == Form::COUNT) out.put(std::to_string(session.accepted()) + "\n");
