@@ -66,6 +66,7 @@ DebugLevels::~DebugLevels() {
 }
 
 bool DebugLevels::start() {
+    tryToWatch();
     return m_thread.start([this] { follow(); });
 }
 
@@ -81,12 +82,16 @@ void DebugLevels::refresh() {
 
 void DebugLevels::follow() {
     while (!m_stopping) {
-        try {
-            watch();
-        } catch (const std::exception&) {
-            m_watch.reset(); // whoever serves the registry tells that it is away
-        }
         wait();
+        tryToWatch();
+    }
+}
+
+void DebugLevels::tryToWatch() {
+    try {
+        watch();
+    } catch (const std::exception&) {
+        m_watch.reset(); // whoever serves the registry tells that it is away
     }
 }
 

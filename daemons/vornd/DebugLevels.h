@@ -21,7 +21,7 @@ void takeLevelsFromRegistry();
 class DebugLevels {
 public:
     ~DebugLevels();
-    /// False when no thread can be started.
+    /// Changes from now on count; false when no thread can be started.
     bool start();
     void stop();
     /// Looks afresh, at once.
@@ -36,6 +36,7 @@ private:
 
     void follow();
     void wait();
+    void tryToWatch();
     void watch();
 
     Wakeup m_wakeup;

@@ -1,4 +1,6 @@
+#include "daemons/vornd/DebugLevels.h"
 #include "daemons/vornd/RegistrySource.h"
+#include "platform/include/diagnostics.h"
 #include "tests/daemons/daemons_support.h"
 
 #include <gtest/gtest.h>
@@ -130,6 +132,26 @@ TEST_F(SourceTest, ServesTheLastModelWhileTheRegistryIsAway) {
         EXPECT_EQ(logged("the registry is back"), 2u);
     }
     std::filesystem::remove_all(registry.path() + ".old");
+}
+
+TEST(DebugLevels, FollowTheRegistry) {
+    const TestRegistry registry("zks", {"SYSTEM"});
+    const std::string key = "SYSTEM.vorn.debug.alpha.MODULE";
+    clsdcomp* const module = clsdcompreg("", "MODULE", 0, CLSD_STATE_ON, 1, nullptr);
+    const auto reaches = [&](unsigned level) {
+        return eventually([&] { return clsdget_loglvl(module) == level; });
+    };
+    DebugLevels levels;
+    ASSERT_TRUE(levels.start());
+    registry.set("SYSTEM.vorn.debug.alpha.NONE", "2"); // no module of this process
+    registry.set(key, "4");
+    EXPECT_TRUE(reaches(4)) << "the way to the key was made while it was watched";
+    registry.set(key, "9");
+    EXPECT_TRUE(reaches(5));
+    EXPECT_EQ(registry.text(key), "9") << "nothing is written back";
+    registry.remove("SYSTEM.vorn");
+    registry.set(key, "3");
+    EXPECT_TRUE(reaches(3));
 }
 
 } // namespace

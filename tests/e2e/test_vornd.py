@@ -156,18 +156,6 @@ class Changes(DaemonTest):
         self.daemon.send_signal(signal.SIGHUP)
         self.eventually(block.format("new", "ONLINE"))
 
-    def test_levels_of_modules_change_while_it_runs(self):
-        self.node.register(db1=DB1)
-        self.node.vornreg("level", "VORNCOMM", "5")
-        self.start()
-        self.node.run()
-        self.until(lambda: b" VORNCOMM: " in self.daemon_log())
-        self.node.vornreg("level", "VORNCOMM", "0")
-        self.until(lambda: b"level of module VORNCOMM: 0" in self.daemon_log())
-        lines = self.daemon_log().count(b" VORNCOMM: ")
-        self.node.run()
-        self.assertEqual(self.daemon_log().count(b" VORNCOMM: "), lines)
-
     def test_checks_keep_states_and_end_with_the_daemon(self):
         self.script("web", "test \"$*\" = check -a -e up")
         self.script("stuck", "trap '' TERM\nsetsid sh -c 'echo $$ >>pids; sleep 1000' &\n"
