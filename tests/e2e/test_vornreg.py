@@ -223,13 +223,20 @@ class Settings(RegisterTest):
 class Stores(RegisterTest):
     def test_stores_that_cannot_be_used(self):
         self.register(DB1)
+        (self.node.runtime / "vornreg.lock").unlink()
         zks = self.node.folder / "zks"
         (zks / "DOWN").touch()
         self.does([("list", 0, "db1\n", ""), ("show db1", 0, DB1, "")])
-        for words in ("unregister db1", "state db1 OFFLINE", "register --replace 0.cap"):
-            outcome = self.run_tool(*words.split())
-            self.assertEqual((outcome.status, outcome.err.count(b"\n")), (UNAVAILABLE, 1), words)
+        down = (f"vornreg: cannot open the cluster registry {self.store}: the service is down "
+                "(a file DOWN stands in the store)")
+        self.does([(words, UNAVAILABLE, "", down) for words in (
+            "unregister db1", "state db1 OFFLINE", "register --replace 0.cap")])
         (zks / "DOWN").unlink()
+        self.node.runtime.rmdir()
+        self.does([("register 0.cap", FAILED, "", f"vornreg: no runtime_dir {self.node.runtime}; "
+                                                  "make it or set another one in node.conf"),
+                   ("register none", FAILED, "", "vornreg: none: cannot be read: No such file or "
+                                                 "directory\nvornreg: nothing was registered")])
         self.does([("show db1", 0, DB1, "")])
         zks.rename(self.node.folder / "away")
         self.does([("list", UNAVAILABLE, "", f"vornreg: no cluster registry at {self.store}; "

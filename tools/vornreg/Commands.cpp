@@ -53,7 +53,7 @@ constexpr std::array COMMANDS = {
             "one removes the list, and administrators alone may read the resource then.\n",
             "", 1, 2, accessControlList},
     Command{"level", "MODULE [NUMBER]", "show or set the log level of a vornd module",
-            "Levels are 0 to 5. vornd of this node takes the level up when it starts.\n", "", 1, 2,
+            "Levels are 0 to 5. vornd of this node follows it while it runs.\n", "", 1, 2,
             debugLevel},
     Command{"key get", "KEY", "print the value of a key",
             "Prints the value of any key of the cluster registry, as it is.\n", "", 1, 1, getKey},

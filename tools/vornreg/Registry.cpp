@@ -33,10 +33,7 @@ Registry::Registry(Use use) {
     if (rc == PRZKS_NOSTORE)
         throw Failure(Status::unavailable,
                       "no cluster registry at " + place + "; 'vornreg init' makes it");
-    if (rc != PRZKS_OK) {
-        if (reason.empty()) reason = "status " + std::to_string(rc);
-        throw Failure(statusOf(rc), "cluster registry: " + reason);
-    }
+    if (rc != PRZKS_OK) throw Failure(statusOf(rc), reason);
 }
 
 Registry::~Registry() {

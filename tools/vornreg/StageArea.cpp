@@ -36,6 +36,9 @@ int openLock(const std::string& path) {
     const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, LOCK_MODE);
     if (descriptor >= 0) return descriptor;
     const int error = errno;
+    if (error == ENOENT)
+        throw Failure(Status::failed, "no runtime_dir " + configuration().runtime_dir +
+                                          "; make it or set another one in node.conf");
     throw Failure(error == EACCES ? Status::notPermitted : Status::failed,
                   "cannot lock " + path + ": " + systemText(error));
 }
