@@ -1,7 +1,6 @@
 #include "tav/registry/clsgenv.h"
 
 #include "platform/include/environment.h"
-#include "platform/include/home.h"
 #include "platform/include/message_format.h"
 
 #include <cstring>
@@ -54,12 +53,4 @@ void clsenvadd(clsenv* entry) {
     clsenv* tail = &clsenvdummy;
     while (tail->clsenv_nxt != nullptr) tail = tail->clsenv_nxt;
     tail->clsenv_nxt = entry;
-}
-
-int clssetzelmarhome(const char* home) {
-    clsehdl* handle = nullptr;
-    if (clse_init(&handle, nullptr) != 0) return 1;
-    const int result = clse_set_zelmar_home(handle, home);
-    clse_close(handle);
-    return result == 0 ? 0 : 1;
 }

@@ -8,8 +8,10 @@
 /// registry behind it. Answers are kept for the life of the process, so the first answer wins and
 /// its address never changes. Thread-safe.
 ///
-/// This build has no registry client yet: operations that need one fail as they do on a node whose
-/// registry cannot be opened, and print nothing.
+/// The registry is opened when something is first asked of it, at the DEFAULT level, else at the
+/// REBOOT level; it goes on at REBOOT while DEFAULT is lost. What the registry client fails at is
+/// printed to standard output; that there is no registry at all is not. When DEFAULT is lost and
+/// REBOOT cannot be had either, the process ends with status 1.
 
 /// Longest name and longest value, without the NUL.
 inline constexpr std::size_t CLSENV_MAX = 511;
@@ -41,11 +43,13 @@ clsenv* clsenvlookup(const char* name);
 void clsenvadd(clsenv* entry);
 
 /// The registry's value of a variable into `value` of CLSENV_MAX + 1 bytes: 0 when found, -1 for
-/// every name but the home, 1 when no registry context can be opened, else the client's status.
+/// every name but the home, 1 when no registry context can be opened, else the client's status
+/// (PRZKS_NOTFOUND for an empty value too, PRZKS_SHORTBUF when it does not fit with its NUL).
+/// `value` is the empty text then.
 int clsgenvzks(const char* name, char* value);
 
-/// The registry's value of `key` into `value` of CLSGETCONNSTR_SIZE bytes; 0, or 1 on any failure,
-/// when `value` is the empty text.
+/// The registry's value of `key` into `value` of CLSGETCONNSTR_SIZE bytes; 0, or 1 on any failure
+/// (an empty value and one that does not fit are failures), when `value` is the empty text.
 int clsgetconnstr(const char* key, char* value);
 
 /// Hands the installation home to the cluster's environment services; 0, or 1 on failure.
@@ -53,5 +57,6 @@ int clssetzelmarhome(const char* home);
 
 /// Opens the registry context unless one is open; 0, or 1 on failure.
 int clsgenvinit();
-/// Closes the registry context once nobody uses it; without one it does nothing.
+/// Closes the registry context once nobody uses it; without one it does nothing. The next use opens
+/// a new one.
 void clsgenvterm();
