@@ -180,8 +180,8 @@ TEST_F(ChecksTest, StatesFollowScripts) {
     reaches("web", "STATE@alpha", "ONLINE");
     EXPECT_EQ(value("web", "CURRENT_RCOUNT"), "1");
     EXPECT_EQ(value("idle", "STATE@alpha"), "kept");
-    EXPECT_EQ(readFile(folder + "/env"),
-              "OLDPWD=/\nPATH=/usr/bin:/bin\nPWD=" + folder + "\nVORN_NODE=alpha\nVORN_RESOURCE=web\n");
+    EXPECT_EQ(readFile(folder + "/env"), "OLDPWD=/\nPATH=/usr/bin:/bin\nPWD=" + folder +
+                                             "\nVORN_NODE=alpha\nVORN_RESOURCE=web\n");
     registry.remove("VORN.CUR.none");
     EXPECT_TRUE(eventually([&] { return source->snapshot()->find("none") == nullptr; }));
     reaches("web", "STATE@alpha", "ONLINE");
@@ -201,10 +201,9 @@ TEST_F(ChecksTest, NothingOfAScriptThatMisbehavesSurvives) {
     EXPECT_TRUE(eventually([&] { return written("pids", alive = 0) == 5 && alive == 0; })) << alive;
     for (const char* const name : {"printing", "crashing"}) reaches(name, "STATE@alpha", "UNKNOWN");
     reaches("crashing", "CURRENT_FAILURE@alpha", "2");
-    for (const char* const line : {"/printing was ended: it took longer than it may",
-                                   "/crashing was killed by signal 11"})
-        EXPECT_TRUE(
-            eventually([&] { return diagnosticLog().find(line) != std::string::npos; }));
+    for (const char* const line :
+         {"/printing was ended: it took longer than it may", "/crashing was killed by signal 11"})
+        EXPECT_TRUE(eventually([&] { return diagnosticLog().find(line) != std::string::npos; }));
 }
 
 TEST_F(ChecksTest, WhatACheckLeavesBehindEndsWithIt) {
