@@ -1,9 +1,19 @@
 #include "evm/libevm/checksum.h"
 #include "evm/libevm/evm.h"
+#include "evm/libevm/exchange.h"
 
 #include <benchmark/benchmark.h>
+#ifdef VORN_HAVE_MSGPACK
+#include <msgpack.h>
+#endif
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -119,6 +129,168 @@ void BM_FormatByTemplate(benchmark::State& state) {
     EvmEventDestroy(event);
 }
 BENCHMARK(BM_FormatByTemplate);
+
+// --- The logger's event: built and read, and the same with a serialization library --------------
+
+constexpr const char* NAME = "sys.zel.clu.vorn.log.ui";
+constexpr const char* VARIABLE = "TAV_LOG";
+constexpr const char* TEXT = "a line of text";
+
+/// As it goes out: created, given its variable, header and checksum filled in.
+void BM_BuildRecord(benchmark::State& state) {
+    for (auto _ : state) {
+        EvmEvent_t event = nullptr;
+        EvmSize_t length = 0;
+        EvmEventCreateVa(&event, EvmITEM_NAME, NAME, EvmITEM_NONE);
+        EvmVarSetString(event, VARIABLE, TEXT);
+        benchmark::DoNotOptimize(EvmEventWriteBuf(&length, event));
+        EvmEventDestroy(event);
+    }
+}
+BENCHMARK(BM_BuildRecord);
+
+/// As it comes in: checked, accepted, its variable read.
+void BM_ParseRecord(benchmark::State& state) {
+    EvmEvent_t event = nullptr;
+    EvmSize_t length = 0;
+    EvmEventCreateVa(&event, EvmITEM_NAME, NAME, EvmITEM_VAR_STRING, VARIABLE, TEXT, EvmITEM_NONE);
+    const auto* const bytes = static_cast<const std::byte*>(EvmEventWriteBuf(&length, event));
+    for (auto _ : state) {
+        EvmEvent_t read = nullptr;
+        char* value = nullptr;
+        evm::_evmEventWrap({bytes, length}, &read);
+        EvmVarGetString(read, VARIABLE, &value, nullptr);
+        benchmark::DoNotOptimize(value);
+        std::free(value);
+        EvmEventDestroy(read);
+    }
+    EvmEventDestroy(event);
+}
+BENCHMARK(BM_ParseRecord);
+
+#ifdef VORN_HAVE_MSGPACK
+void packText(msgpack_packer& packer, std::string_view text) {
+    msgpack_pack_str(&packer, text.size());
+    msgpack_pack_str_body(&packer, text.data(), text.size());
+}
+
+void packEvent(msgpack_sbuffer& buffer) {
+    msgpack_packer packer;
+    msgpack_packer_init(&packer, &buffer, msgpack_sbuffer_write);
+    msgpack_pack_map(&packer, 2);
+    packText(packer, "name");
+    packText(packer, NAME);
+    packText(packer, VARIABLE);
+    packText(packer, TEXT);
+}
+
+void BM_BuildMsgpack(benchmark::State& state) {
+    for (auto _ : state) {
+        msgpack_sbuffer buffer;
+        msgpack_sbuffer_init(&buffer);
+        packEvent(buffer);
+        benchmark::DoNotOptimize(buffer.data);
+        msgpack_sbuffer_destroy(&buffer);
+    }
+}
+BENCHMARK(BM_BuildMsgpack);
+
+void BM_ParseMsgpack(benchmark::State& state) {
+    msgpack_sbuffer buffer;
+    msgpack_sbuffer_init(&buffer);
+    packEvent(buffer);
+    for (auto _ : state) {
+        msgpack_unpacked unpacked;
+        msgpack_unpacked_init(&unpacked);
+        msgpack_unpack_next(&unpacked, buffer.data, buffer.size, nullptr);
+        const msgpack_object_kv& entry = unpacked.data.via.map.ptr[1];
+        std::string value(entry.val.via.str.ptr, entry.val.via.str.size);
+        benchmark::DoNotOptimize(value);
+        msgpack_unpacked_destroy(&unpacked);
+    }
+    msgpack_sbuffer_destroy(&buffer);
+}
+BENCHMARK(BM_ParseMsgpack);
+#endif
+
+// --- Posting to a real daemon --------------------------------------------------------------------
+
+/// The daemon of VORN_TEST_BIN in a node of its own; not running when there is no such program.
+class Daemon {
+public:
+    Daemon() {
+        const char* const folder = std::getenv("VORN_TEST_BIN");
+        const std::string program = std::string(folder != nullptr ? folder : "") + "/evmd";
+        if (access(program.c_str(), X_OK) != 0) return;
+        const std::string conf = m_folder + "/node.conf";
+        std::ofstream(conf) << "runtime_dir = run\nlog_dir = log\n";
+        setenv("VORN_NODE_CONF", conf.c_str(), 1);
+        std::string name = "evmd";
+        char* arguments[] = {name.data(), nullptr};
+        if (posix_spawn(&m_process, program.c_str(), nullptr, nullptr, arguments, environ) != 0)
+            m_process = -1;
+    }
+    ~Daemon() {
+        if (m_process > 0) {
+            kill(m_process, SIGTERM);
+            waitpid(m_process, nullptr, 0);
+        }
+        std::filesystem::remove_all(m_folder);
+    }
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
+
+    /// A connection once the daemon listens; null when it does not.
+    [[nodiscard]] EvmConnection_t connect() const {
+        constexpr int ATTEMPTS = 200;
+        constexpr useconds_t PAUSE = 10000;
+        EvmConnection_t made = nullptr;
+        for (int left = m_process > 0 ? ATTEMPTS : 0; left > 0 && made == nullptr; --left) {
+            EvmConnCreate(EvmCONNECTION_POST, EvmRESPONSE_WAIT, nullptr, nullptr, nullptr, &made);
+            if (made == nullptr) usleep(PAUSE);
+        }
+        return made;
+    }
+
+private:
+    std::string m_folder = [] {
+        char name[] = "/tmp/evm_bench_XXXXXX";
+        return std::string(mkdtemp(name));
+    }();
+    pid_t m_process = -1;
+};
+
+const Daemon& daemon() {
+    static const Daemon instance;
+    return instance;
+}
+
+void BM_PostAndAcknowledge(benchmark::State& state) {
+    const EvmConnection_t connection = daemon().connect();
+    if (connection == nullptr) return state.SkipWithError("no evmd in VORN_TEST_BIN");
+    EvmEvent_t event = nullptr;
+    EvmEventCreateVa(&event, EvmITEM_NAME, NAME, EvmITEM_VAR_STRING, VARIABLE, TEXT, EvmITEM_NONE);
+    for (auto _ : state)
+        if (EvmEventPost(connection, event) != EvmERROR_NONE) state.SkipWithError("not accepted");
+    EvmEventDestroy(event);
+    EvmConnDestroy(connection);
+}
+BENCHMARK(BM_PostAndAcknowledge)->UseRealTime();
+
+/// As the command logger does it: a connection for every event.
+void BM_ConnectPostDestroy(benchmark::State& state) {
+    const EvmConnection_t connection = daemon().connect();
+    if (connection == nullptr) return state.SkipWithError("no evmd in VORN_TEST_BIN");
+    EvmConnDestroy(connection);
+    for (auto _ : state) {
+        EvmEvent_t event = nullptr;
+        EvmEventCreateVa(&event, EvmITEM_NAME, NAME, EvmITEM_VAR_STRING, VARIABLE, TEXT,
+                         EvmITEM_NONE);
+        if (EvmEventPost(nullptr, event) != EvmERROR_NONE) state.SkipWithError("not accepted");
+        EvmEventDestroy(event);
+    }
+}
+BENCHMARK(BM_ConnectPostDestroy)->UseRealTime();
 
 } // namespace
 

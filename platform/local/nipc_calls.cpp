@@ -39,13 +39,14 @@ bool is_failure(nipc_result result) {
            result == NIPC_IN_USE;
 }
 
-/// Leaves a line for a failure; the result is passed on.
-nipc_result told(nipc_result result, const char* operation, const nipc_caller& caller) {
+/// Leaves a line for a failure, with the address that it concerns; the result is passed on.
+nipc_result told(nipc_result result, const char* operation, const nipc_caller& caller,
+                 const std::string& address = {}) {
     if (!is_failure(result)) return result;
     const char* const slash = std::strrchr(caller.file, '/');
-    clsdprintft(clsdcompreg("", COMPONENT, 0, 0, 0, nullptr), 0, "%s in %s (%s:%d): %s", operation,
-                caller.function, slash != nullptr ? slash + 1 : caller.file, caller.line,
-                describe(result));
+    clsdprintft(clsdcompreg("", COMPONENT, 0, 0, 0, nullptr), 0, "%s in %s (%s:%d): %s%s%s",
+                operation, caller.function, slash != nullptr ? slash + 1 : caller.file, caller.line,
+                describe(result), address.empty() ? "" : ": ", address.c_str());
     return result;
 }
 
@@ -128,6 +129,7 @@ nipc_result nipcAddressF(nipcCtx* context, const char* text, nipcAddr** address,
             clsc_address decoded;
             if (context == nullptr || text == nullptr || !clsc_parse_address(text, decoded))
                 return NIPC_FAILED;
+            made.text = text;
             const int result = platform::resolve(decoded, false, made.candidates);
             if (result == CLSC_FATAL) return NIPC_NO_MEMORY;
             return result == CLSC_OK ? NIPC_OK : NIPC_FAILED;
@@ -136,10 +138,13 @@ nipc_result nipcAddressF(nipcCtx* context, const char* text, nipcAddr** address,
 }
 
 nipc_result nipcConnectSyncF(nipcEndp* endpoint, const nipcAddr* address, nipc_caller caller) {
-    return guarded("nipcConnectSyncF", caller, [&] {
-        return endpoint != nullptr && address != nullptr ? endpoint->connect(*address)
-                                                         : NIPC_FAILED;
-    });
+    try {
+        if (endpoint == nullptr || address == nullptr)
+            return told(NIPC_FAILED, "nipcConnectSyncF", caller);
+        return told(endpoint->connect(*address), "nipcConnectSyncF", caller, address->text);
+    } catch (const std::bad_alloc&) {
+        return NIPC_NO_MEMORY;
+    }
 }
 
 nipc_result nipcListenF(nipcEndp* endpoint, nipc_caller caller) {

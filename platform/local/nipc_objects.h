@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 /// What stands behind the NIPC objects: the parts that CLSC's handles are made of, put together for
@@ -18,6 +19,7 @@ struct nipcCtx final : nipcObj {};
 
 struct nipcAddr final : nipcObj {
     std::vector<platform::SocketAddress> candidates;
+    std::string text; ///< as it was given
 };
 
 namespace platform {

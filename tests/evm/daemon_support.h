@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 
 /// The daemon's end of one connection, as bytes on a bare socket.
 class DaemonEnd {
