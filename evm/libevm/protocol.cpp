@@ -15,7 +15,8 @@ EvmStatus_t checkService(const ConnectRequest& request) {
     const std::string_view name = request.service;
     if (request.kind != ConnectKind::SERVICE)
         return name.empty() ? EvmERROR_NONE : EvmERROR_INVALID_VALUE;
-    const bool sound = name.size() <= SERVICE_NAME_MAX && name.find('\0') == std::string_view::npos;
+    const bool sound = !name.empty() && name.size() <= SERVICE_NAME_MAX &&
+                       name.find('\0') == std::string_view::npos;
     return sound ? EvmERROR_NONE : EvmERROR_INVALID_VALUE;
 }
 

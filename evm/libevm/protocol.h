@@ -123,7 +123,7 @@ EvmStatus_t decodeHeader(Bytes message, EvmCommHead_t& head);
 /// service's name is too long. `size` is its length and the header's bodySize.
 HeapPtr<std::byte> encodeConnect(const ConnectRequest& request, std::size_t& size);
 /// EvmERROR_INVALID_MESSAGE when lengths do not agree, EvmERROR_INVALID_VALUE for an unknown kind,
-/// a service's name that is too long or holds a NUL, or a name where none belongs.
+/// a service's name that is empty, too long or holds a NUL, or a name where none belongs.
 EvmStatus_t decodeConnect(Bytes message, ConnectRequest& request);
 
 } // namespace evm
