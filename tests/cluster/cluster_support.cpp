@@ -57,11 +57,12 @@ void TestCluster::enter(int node) const {
     setenv("VORN_NODE_CONF", (m_folder + "/" + std::to_string(node)).c_str(), 1);
 }
 
-int TestCluster::run(int node, const std::function<void()>& body) const {
-    return status_of(start([&] {
+void TestCluster::run(int node, const std::function<void()>& body, int status) const {
+    const pid_t pid = start([&] {
         enter(node);
         body();
-    }));
+    });
+    EXPECT_EQ(status_of(pid), status);
 }
 
 std::vector<std::string> TestCluster::log() const {
@@ -108,7 +109,7 @@ std::string Process::Link::hear() const {
     pollfd ready{m_fd, POLLIN, 0};
     const bool came = poll(&ready, 1, static_cast<int>(LIMIT_S) * 1000) > 0;
     const ssize_t length = came ? recv(m_fd, line, sizeof line, 0) : -1;
-    EXPECT_GT(length, 0) << "the other side is silent";
+    EXPECT_TRUE(came) << "the other side is silent";
     return length > 0 ? std::string(line, static_cast<std::size_t>(length)) : "";
 }
 

@@ -17,9 +17,8 @@ public:
     TestCluster& operator=(const TestCluster&) = delete;
     ~TestCluster();
 
-    /// Runs `body` on a node and returns its status (128 + n when signal n ended it), 99 when an
-    /// expectation failed in it.
-    int run(int node, const std::function<void()>& body) const;
+    /// Runs `body` on a node and expects it to end with `status` (128 + n when signal n ends it).
+    void run(int node, const std::function<void()>& body, int status = 0) const;
     /// What the diagnostic logs hold, each line from its component on.
     [[nodiscard]] std::vector<std::string> log() const;
     [[nodiscard]] std::string path(const std::string& name) const { return m_folder + "/" + name; }
@@ -37,7 +36,8 @@ public:
     public:
         explicit Link(int fd) : m_fd(fd) {}
         void tell(const std::string& line) const;
-        /// The next line of the other side; fails the test when none comes.
+        /// The next line of the other side, empty when that has ended; fails the test when none
+        /// comes.
         [[nodiscard]] std::string hear() const;
 
     private:
@@ -51,7 +51,7 @@ public:
 
     [[nodiscard]] const Link& link() const { return m_link; }
     void kill();
-    /// Its status, as TestCluster::run gives it.
+    /// Its status, 99 when an expectation failed in it.
     int wait();
 
 private:

@@ -123,37 +123,27 @@ TEST(Members, AWatchTellsOfEveryChange) {
 
 TEST(Cluster, NamesNumbersAndFailures) {
     const TestCluster cluster;
-    EXPECT_EQ(cluster.run(4,
-                          [] {
-                              EXPECT_EQ(Cluster::ToShortAndLower("NodeA.first.second"), "nodea");
-                              EXPECT_EQ(Cluster::ToShortAndLower(""), "");
-                              EXPECT_EQ(Cluster::getLocalhost(), "gamma");
-                              EXPECT_EQ(Cluster::getId("Beta.example.org"), 2);
-                              EXPECT_EQ(Cluster::getMemberId("gamma"), "4");
-                              EXPECT_EQ(Cluster::getInterconnect("ALPHA.b"), "alpha");
-                              EXPECT_EQ(Cluster::getMemberLockName(""), "_ZEL_VORN_MEMBER_gamma");
-                              EXPECT_EQ(Cluster::getMemberLockName("Delta"),
-                                        "_ZEL_VORN_MEMBER_Delta");
-                              for (const auto query : {Cluster::getId, Cluster::getState})
-                                  EXPECT_EQ(fault([&] { query("Delta.x"); }),
-                                            "cluinfo(memberid) failed for Delta.x");
-                          }),
-              0);
+    cluster.run(4, [] {
+        EXPECT_EQ(Cluster::ToShortAndLower("NodeA.first.second"), "nodea");
+        EXPECT_EQ(Cluster::ToShortAndLower(""), "");
+        EXPECT_EQ(Cluster::getLocalhost(), "gamma");
+        EXPECT_EQ(Cluster::getId("Beta.example.org"), 2);
+        EXPECT_EQ(Cluster::getMemberId("gamma"), "4");
+        EXPECT_EQ(Cluster::getInterconnect("ALPHA.b"), "alpha");
+        EXPECT_EQ(Cluster::getMemberLockName(""), "_ZEL_VORN_MEMBER_gamma");
+        EXPECT_EQ(Cluster::getMemberLockName("Delta"), "_ZEL_VORN_MEMBER_Delta");
+        for (const auto query : {Cluster::getId, Cluster::getState})
+            EXPECT_EQ(fault([&] { query("Delta.x"); }), "cluinfo(memberid) failed for Delta.x");
+    });
     const TestCluster broken("no such key\n");
-    EXPECT_EQ(broken.run(1,
-                         [] {
-                             std::map<std::string, int> members;
-                             EXPECT_EQ(fault([] { Cluster::getLocalhost(); }),
-                                       "clsz getnodename failed");
-                             EXPECT_EQ(fault([] { Cluster::getId("alpha"); }),
-                                       "cluinfo(memberid) failed for alpha");
-                             EXPECT_EQ(fault([&] { Cluster::getMembers(members); }),
-                                       "clu_get_info failed");
-                             EXPECT_EQ(fault([] { Cluster::amMaster(); }),
-                                       "clu_info(CLU_INFO_MY_ID) failed");
-                             EXPECT_EQ(Cluster::getInterconnect("Some.Name"), "Some.Name");
-                         }),
-              0);
+    broken.run(1, [] {
+        std::map<std::string, int> members;
+        EXPECT_EQ(fault([] { Cluster::getLocalhost(); }), "clsz getnodename failed");
+        EXPECT_EQ(fault([] { Cluster::getId("alpha"); }), "cluinfo(memberid) failed for alpha");
+        EXPECT_EQ(fault([&] { Cluster::getMembers(members); }), "clu_get_info failed");
+        EXPECT_EQ(fault([] { Cluster::amMaster(); }), "clu_info(CLU_INFO_MY_ID) failed");
+        EXPECT_EQ(Cluster::getInterconnect("Some.Name"), "Some.Name");
+    });
 }
 
 TEST(Quorum, SleepsUntilItWasHeldLongEnough) {
@@ -174,18 +164,16 @@ TEST(Quorum, SleepsUntilItWasHeldLongEnough) {
          {Case{0, 0, 0, {10}}, Case{996, 0, 0, {10}}, Case{1004, 0, 0, {10, 6}},
           Case{1010, 0, 0, {10, 1, 1, 2, 4, 8}}, Case{0, 1005, 1013, {10, 10, 7}}}) {
         const TestCluster cluster;
-        EXPECT_EQ(cluster.run(1,
-                              [&] {
-                                  setenv("ZEL_VORNDEBUG_ALL", "1", 1);
-                                  now = 1000;
-                                  lost_at = c.lost;
-                                  gained_at = c.gained;
-                                  TAV::setQuorumClock({[] { return now; }, sleep});
-                                  Cluster::gainedQuorum(c.before);
-                                  Cluster::sleepWithQuorum(10);
-                                  EXPECT_EQ(slept, c.sleeps) << c.before;
-                              }),
-                  0);
+        cluster.run(1, [&] {
+            setenv("ZEL_VORNDEBUG_ALL", "1", 1);
+            now = 1000;
+            lost_at = c.lost;
+            gained_at = c.gained;
+            TAV::setQuorumClock({[] { return now; }, sleep});
+            Cluster::gainedQuorum(c.before);
+            Cluster::sleepWithQuorum(10);
+            EXPECT_EQ(slept, c.sleeps) << c.before;
+        });
         EXPECT_EQ(cluster.log().at(0), "VORNQUORD:  gained quorum: " + std::to_string(c.before));
         EXPECT_EQ(cluster.log().at(1), "VORNQUORD:  sleep at 1000 for 10");
     }
