@@ -12,7 +12,13 @@
 /// Operations return the registry client's status, 0 on success, where nothing else is said; a
 /// failure is logged with the failing operation, the key and the client's text. A null context
 /// argument means the open default context; without one the process ends ("ZKS Context is NULL").
-/// Thread-safe: contexts are opened and closed under a lock and shared by all threads.
+/// Thread-safe: contexts are opened and closed under a lock and shared by all threads; an operation
+/// that meets one that was closed answers PRZKS_BADARG.
+///
+/// Operations on the local stage area need this node's member number and answer PRZKS_CONFIG when
+/// it cannot be told. A name or text that holds a NUL is refused (PRZKS_BADNAME, PRZKS_BADARG): it
+/// would come back shorter. A value is read as text up to its NUL, or whole when its writer left
+/// the NUL out.
 
 /// What identifies a daemon of the cluster stack; `component` is its part of debug keys.
 struct clsv_daemon {
@@ -86,7 +92,8 @@ enum tavzksResourceLoc : int {
 // Contexts
 
 /// Opens a cluster context at a level (PRZKS_...). A REBOOT one is kept apart unless `flag`.
-/// `error` (may be null) receives the client's text of a failure. `arg` goes to the client.
+/// `error` (may be null) receives the client's text of a failure. `arg` goes to the client. An open
+/// context that the new one takes the place of is closed.
 int tavzksinitctx(unsigned level, std::string* error = nullptr, void* arg = nullptr,
                   bool flag = false);
 /// Opens a context on the local registry (PRZKL_...).
@@ -111,7 +118,7 @@ int tavzksSetvalue(const std::string& resource, const std::string& attribute,
 /// All attributes of a resource of the current or history area, by name: 0, or 2 on any failure.
 int tavzksGetValues(const std::string& resource, std::map<std::string, std::string>& values,
                     tavzksResourceLoc loc = TAVZKS_CURRENT, przks_ctx* ctx = nullptr);
-/// The values of all sub-keys of a key.
+/// The values of all sub-keys of a key. On failure `values` may hold some of them.
 int tavzksGetSubKeyVals(const std::string& key, std::map<std::string, std::string>& values,
                         przks_ctx* ctx = nullptr);
 /// Whether the attribute's key (an empty attribute: the resource's) stands in the current area.
@@ -147,7 +154,9 @@ int tavzksSetSecurity(przks_ctx* ctx, przks_key* key, przks_security* security);
 
 // Keys
 
-/// *length in: size of `value`; out: the value's length as stored, with its NUL for a text.
+/// *length in: size of `value`; out: the value's length as stored, with its NUL for a text. A text
+/// that was stored without one ends with a NUL all the same, or does not fit (PRZKS_SHORTBUF). A
+/// null context is opened on demand; when none can be had the process ends ("Invalid ZKS Context").
 int tavzksReadZKSKey(const char* key, char* value, unsigned* length, przks_ctx* ctx = nullptr);
 /// Creates the key if needed and sets its value as text; `length` counts the NUL.
 int tavzksWrite(const char* key, const char* value, unsigned length, przks_ctx* ctx = nullptr);
@@ -176,7 +185,9 @@ std::string tavzksGetHostname();
 /// "COMPONENT.debug.HOST.MODULE".
 void tavzksGetDebugKey(std::string& key, const std::string& component, const char* module);
 int tavzksGetDebugLevel(const char* module, int* level, const clsv_daemon& daemon);
-/// For the resource-action component `module` names a resource, whose attribute is set.
+/// Both levels are kept within 0 and 5. For the resource-action component (entry 14) `module` names
+/// a resource, whose attribute is set; PRZKS_NOTFOUND when there is no such resource. PRZKS_BADARG
+/// when no context can be had.
 int tavzksSetDebugLevel(const char* module, int level, const clsv_daemon& daemon);
 /// The table's entry of a daemon; null when there is none.
 const clsv_daemon* tavzksFindDaemon(unsigned id);
