@@ -47,7 +47,8 @@ TEST_F(EventFileTest, CutsATornTailAtEveryByte) {
         // The disk got the file's new length, but not all of the bytes.
         const std::string holes = third.substr(0, length) + std::string(third.size(), '\0');
         const bool isWhole = length > third.find_last_not_of('\0');
-        ASSERT_EQ(takeOver(whole + holes), isWhole ? (Ids{1, 2, 3, 99}) : (Ids{1, 2, 99})) << length;
+        ASSERT_EQ(takeOver(whole + holes), isWhole ? (Ids{1, 2, 3, 99}) : (Ids{1, 2, 99}))
+            << length;
     }
     EXPECT_EQ(takeOver(whole + third), (Ids{1, 2, 3, 99}));
     EXPECT_EQ(takeOver(whole + std::string(4096, '\0')), (Ids{1, 2, 99}));
