@@ -13,6 +13,7 @@ bool Wakeup::open() {
 }
 
 void Wakeup::fire() {
+    const std::lock_guard lock(m_mutex);
     m_fired.store(true, std::memory_order_release);
     const eventfd_t one = 1;
     // A full counter is as readable as any, so a refused write loses nothing.
@@ -20,7 +21,7 @@ void Wakeup::fire() {
 }
 
 void Wakeup::rearm() {
-    // In this order: of a firing in between at least the flag remains.
+    const std::lock_guard lock(m_mutex);
     eventfd_t count = 0;
     m_fired.store(false, std::memory_order_release);
     if (m_event) eventfd_read(m_event.get(), &count);

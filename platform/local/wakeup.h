@@ -4,6 +4,7 @@
 #include "platform/local/descriptor.h"
 
 #include <atomic>
+#include <mutex>
 
 namespace platform {
 
@@ -14,12 +15,13 @@ public:
     /// False with errno set when there is no descriptor left.
     bool open();
     void fire();
-    /// Makes a fired one fit for further waits. One that is fired meanwhile may stay fired.
+    /// Makes a fired one fit for further waits: however often it was fired, none of it is left.
     void rearm();
     [[nodiscard]] bool fired() const { return m_fired.load(std::memory_order_acquire); }
     [[nodiscard]] int descriptor() const { return m_event.get(); }
 
 private:
+    std::mutex m_mutex; ///< keeps flag and descriptor alike
     Descriptor m_event;
     std::atomic<bool> m_fired{false};
 };
