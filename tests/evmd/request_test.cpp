@@ -35,29 +35,4 @@ TEST(Request, EveryFlippedBitOfAHeaderIsJudged) {
     }
 }
 
-TEST(Request, OnlyThePeerItselfMayPost) {
-    const Peer peer{{4711}, {1000, 0}};
-    struct Row {
-        std::uint32_t kind;
-        std::int64_t process;
-        std::uint32_t user;
-        const char* service;
-        std::uint32_t flags;
-    };
-    for (const Row& row :
-         {Row{1, 4711, 1000, "", 0}, Row{1, 4712, 1000, "", EvmCOMM_FLAG_REFUSED},
-          Row{1, 4711, 0, "", EvmCOMM_FLAG_REFUSED}, Row{2, 4711, 1000, "", EvmCOMM_FLAG_REFUSED},
-          Row{3, 4711, 1000, "s", EvmCOMM_FLAG_REFUSED},
-          Row{3, 4711, 1000, "", EvmCOMM_FLAG_INVALID},
-          Row{1, 4711, 1000, "s", EvmCOMM_FLAG_INVALID},
-          Row{9, 4711, 1000, "", EvmCOMM_FLAG_INVALID}}) {
-        std::size_t size = 0;
-        const auto body = evm::encodeConnect(
-            {static_cast<evm::ConnectKind>(row.kind), {row.process}, {row.user, 0}, row.service},
-            size);
-        EXPECT_EQ(judgeConnectBody({body.get(), size}, peer), row.flags) << row.kind << row.service;
-        EXPECT_EQ(judgeConnectBody({body.get(), size - 1}, peer), EvmCOMM_FLAG_INVALID);
-    }
-}
-
 } // namespace
