@@ -25,21 +25,13 @@ protected:
         clsgenv_set_clock([] { return s_now.load(); });
         put("SYSTEM.key", "value\0"s);
     }
-    void TearDown() override {
-        clsgenv_set_clock(nullptr);
-        RegistryTest::TearDown();
-    }
     /// The connect string under the key, the level in force after it, and what was printed.
     static std::string look(const char* key = "SYSTEM.key") {
-        char value[CLSGETCONNSTR_SIZE + 1] = "old";
-        value[CLSGETCONNSTR_SIZE] = '#';
+        char value[CLSGETCONNSTR_SIZE] = "old";
         testing::internal::CaptureStdout();
         const int rc = clsgetconnstr(key, value);
-        EXPECT_EQ(value[CLSGETCONNSTR_SIZE], '#') << "written behind the buffer";
-        const clsgenvctx* const context = genvzksctx();
-        return std::to_string(rc) + ' ' + value + ' ' +
-               std::to_string(context == nullptr ? 0 : context->zks_mode) + ' ' +
-               testing::internal::GetCapturedStdout();
+        return std::to_string(rc) + ' ' + value + ' ' + std::to_string(genvzksctx()->zks_mode) +
+               ' ' + testing::internal::GetCapturedStdout();
     }
 };
 
@@ -62,7 +54,6 @@ TEST_F(ClsgenvRegistry, LostLevelIsLeftAndClimbedBackToAfterAMinute) {
     EXPECT_EQ(look(), "0 value 3 ");
     EXPECT_EQ(genvzksctx()->st_ms, 0u);
     clsgenvterm();
-    EXPECT_EQ(genvzksctx(), nullptr);
     setDown(true);
     EXPECT_EQ(look(), "0 value 2 ") << "opened where it can be";
 }
@@ -102,45 +93,39 @@ TEST_F(ClsgenvRegistry, ValuesThatDoNotFitAreNoAnswer) {
     EXPECT_EQ(look("SYSTEM.v"), "1  3 ");
     EXPECT_EQ(look("SYSTEM.none"),
               "1  3 clsgenv_zks_open_key:przks_open_key failed key =SYSTEM.none rc=4\n");
-    char home[CLSENV_MAX + 2] = "";
-    home[CLSENV_MAX + 1] = '#';
+    char home[CLSENV_MAX + 1] = "";
     put("SYSTEM.ZEL_VORN_HOME", std::string(CLSENV_MAX, 'h'));
     EXPECT_EQ(clsgenvzks("ZEL_VORN_HOME", home), 0);
     EXPECT_EQ(home, std::string(CLSENV_MAX, 'h'));
     put("SYSTEM.ZEL_VORN_HOME", std::string(CLSENV_MAX + 1, 'h'));
     EXPECT_EQ(clsgenvzks("ZEL_VORN_HOME", home), PRZKS_SHORTBUF);
     EXPECT_STREQ(home, "");
-    EXPECT_EQ(home[CLSENV_MAX + 1], '#');
 }
 
 TEST_F(ClsgenvRegistry, TheHomeComesFromTheRegistryOnlyWhenTheEnvironmentHasNone) {
     put("SYSTEM.ZEL_VORN_HOME", "/registry\0"s);
-    const auto inChild = [](const char* home) {
+    const auto inChild = [](const char* environment) {
         clsenvdummy.clsenv_nxt = nullptr;
-        ::setenv("ZEL_VORN_HOME", home, 1);
-        const char* const found = clsgenv("ZEL_VORN_HOME");
-        const bool isOpen = genvzksctx() != nullptr;
-        const bool isKept = found == clsgenv("ZEL_VORN_HOME");
-        clsgenv("CLSGENV_TEST_UNSET");
-        const bool isStillOpen = genvzksctx() != nullptr;
-        clssetzelmarhome(found);
-        std::fprintf(stderr, "%s %d %d %d %s\n", found, isOpen, isKept, isStillOpen,
-                     clse_zelmar_home().c_str());
+        ::setenv("ZEL_VORN_HOME", environment, 1);
+        const char* const home = clsgenv("ZEL_VORN_HOME");
+        clssetzelmarhome(home);
+        const bool isKept = home == clsgenv("ZEL_VORN_HOME");
+        const bool isUnset = clsgenv("CLSGENV_TEST_UNSET") == nullptr;
+        std::fprintf(stderr, "%s %d %d %d", clse_zelmar_home().c_str(), isKept, isUnset,
+                     genvzksctx() != nullptr);
         std::_Exit(0);
     };
-    EXPECT_EXIT(inChild("/environment"), testing::ExitedWithCode(0),
-                "^/environment 0 1 0 /environment\n$");
-    EXPECT_EXIT(inChild(""), testing::ExitedWithCode(0), "^/registry 1 1 1 /registry\n$");
+    EXPECT_EXIT(inChild("/environment"), testing::ExitedWithCode(0), "^/environment 1 1 0$");
+    EXPECT_EXIT(inChild(""), testing::ExitedWithCode(0), "^/registry 1 1 1$");
 }
 
 TEST_F(ClsgenvRegistry, OneCallerAtATimeAndClosingWaitsForIt) {
     EXPECT_EQ(clsgenvinit(), 0);
     auto* const context = const_cast<clsgenvctx*>(genvzksctx());
     clsgenv_grabctx(context);
-    std::atomic<int> done{0};
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 8; ++thread)
-        threads.emplace_back([&done] {
+        threads.emplace_back([] {
             for (int round = 0; round < 50; ++round) {
                 char value[CLSGETCONNSTR_SIZE];
                 // Closed while it waited: the next try opens a new one.
@@ -149,9 +134,8 @@ TEST_F(ClsgenvRegistry, OneCallerAtATimeAndClosingWaitsForIt) {
                 EXPECT_STREQ(value, "value");
                 if (round % 10 == 0) clsgenvterm();
             }
-            ++done;
         });
+    EXPECT_EQ(context->in_use, 1u);
     clsgenv_releasectx(context);
     for (auto& thread : threads) thread.join();
-    EXPECT_EQ(done, 8);
 }

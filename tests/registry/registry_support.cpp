@@ -13,15 +13,15 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char* NODE_CONF = "node_name = alpha\nnode_number = 3\nnodes = 3:alpha, 5:beta\n"
-                                  "runtime_dir = run\nlog_dir = log\n"
-                                  "cluster_registry = dir:zks\nlocal_registry = dir:zkl\n";
+std::size_t logRead = 0;
 
 class TestNode : public testing::Environment {
 public:
     void SetUp() override {
         const std::string conf = testFolder() + "/node.conf";
-        std::ofstream(conf) << NODE_CONF;
+        std::ofstream(conf) << "node_name = alpha\nnode_number = 3\nnodes = 3:alpha, 5:beta\n"
+                               "runtime_dir = run\nlog_dir = log\n"
+                               "cluster_registry = dir:zks\nlocal_registry = dir:zkl\n";
         fs::create_directory(testFolder() + "/run");
         setenv("VORN_NODE_CONF", conf.c_str(), 1);
         setenv("ZEL_VORNDEBUG_VORNZKS", "1", 1);
@@ -32,11 +32,6 @@ public:
 // The framework takes ownership.
 [[maybe_unused]] const auto* const environment =
     testing::AddGlobalTestEnvironment(std::make_unique<TestNode>().release());
-
-std::string wholeLog() {
-    std::ifstream file(testFolder() + "/log/registry_tests.log", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 } // namespace
 
@@ -50,27 +45,26 @@ const std::string& testFolder() {
 }
 
 void RegistryTest::SetUp() {
-    for (const char* store : {"/zks", "/zkl"})
-        ASSERT_EQ(
-            przks_create_store(("dir:" + testFolder() + store).c_str(), nullptr, nullptr, nullptr),
-            PRZKS_OK);
+    for (const char* store : {"/zks", "/zkl"}) {
+        const std::string url = "dir:" + testFolder() + store;
+        ASSERT_EQ(przks_create_store(url.c_str(), nullptr, nullptr, nullptr), PRZKS_OK);
+    }
     ASSERT_EQ(TAV::tavzksinitctx(PRZKS_DEFAULT), PRZKS_OK);
-    m_logRead = wholeLog().size();
+    logRead += logged().size();
 }
 
 void RegistryTest::TearDown() {
     TAV::tavzksTerm();
     TAV::tavzklTerm();
     clsgenvterm();
-    fs::remove_all(testFolder() + "/zks");
-    fs::remove_all(testFolder() + "/zkl");
+    for (const char* store : {"/zks", "/zkl"}) fs::remove_all(testFolder() + store);
 }
 
 void RegistryTest::put(const std::string& key, const std::string& bytes, przks_dtype type) {
+    const auto length = static_cast<unsigned>(bytes.size());
     EXPECT_EQ(przks_create_n_set_key(TAV::tavzksgetctx(), nullptr, key.c_str(), nullptr, type,
-                                     bytes.data(), static_cast<unsigned>(bytes.size()), nullptr),
-              PRZKS_OK)
-        << key;
+                                     bytes.data(), length, nullptr),
+              PRZKS_OK);
 }
 
 std::string RegistryTest::get(const std::string& name) {
@@ -86,15 +80,16 @@ std::string RegistryTest::get(const std::string& name) {
 
 void RegistryTest::setDown(bool isDown) {
     const std::string file = testFolder() + "/zks/DOWN";
-    if (isDown)
-        std::ofstream{file};
-    else
-        fs::remove(file);
+    fs::remove(file);
+    if (isDown) std::ofstream{file};
 }
 
 std::string RegistryTest::logged() {
-    const std::string log = wholeLog();
-    std::string added = log.substr(m_logRead);
-    m_logRead = log.size();
-    return added;
+    std::ifstream file(testFolder() + "/log/registry_tests.log", std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {}).substr(logRead);
+}
+
+void RegistryTest::expectLogged(const std::vector<std::string>& texts) {
+    const std::string log = logged();
+    for (const std::string& text : texts) EXPECT_NE(log.find(text), std::string::npos) << text;
 }
