@@ -58,6 +58,7 @@ TEST_F(RegistryStore, ADamagedValueIsToldAndNothingElseIsLost) {
             set(m_ctx, "area.whole", "w");
             const std::string path =
                 m_store + "/keys/area/" + (form == "file" ? "file" : "folder/=");
+            fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
             damage.happen(path);
             EXPECT_EQ(get(m_ctx, "area." + form), "<9>");
             EXPECT_NE(last_error(m_ctx).find("area." + form), std::string::npos);
