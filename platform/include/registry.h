@@ -143,8 +143,9 @@ int przks_set_value(przks_ctx* ctx, przks_key* key, przks_dtype type, const void
 /// null, then no handle is left open.
 int przks_create_key(przks_ctx* ctx, przks_key* parent, const char* name,
                      const przks_security* security, przks_key** key);
-/// Creates what is missing of the key and the keys above it, then sets its value. The security is
-/// for keys that are created here; an existing key keeps its own.
+/// Creates what is missing of the key and the keys above it, then sets its value; a reader never
+/// finds the key without one. `parent` itself is not created: PRZKS_NOTFOUND once it is gone. The
+/// security is for keys that are created here; an existing key keeps its own.
 int przks_create_n_set_key(przks_ctx* ctx, przks_key* parent, const char* name,
                            const przks_security* security, przks_dtype type, const void* value,
                            unsigned length, przks_key** key);

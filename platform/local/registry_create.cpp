@@ -98,14 +98,16 @@ private:
     przks_security m_security{};
 };
 
-/// Creates the keys above `place` that are missing.
-Outcome create_above(const Store& store, const Place& place, const przks_security* security) {
-    for (std::size_t dot = place.name.find('.'); dot != std::string::npos;
+/// Creates the keys above `place` that are missing, but not the one that the caller named.
+Outcome create_above(const Store& store, const Place& place, std::size_t named,
+                     const przks_security* security) {
+    for (std::size_t dot = place.name.find('.', named); dot != std::string::npos;
          dot = place.name.find('.', dot + 1)) {
         Place above;
         if (Outcome outcome = place_of(place.name.substr(0, dot), above); !outcome) return outcome;
         struct stat status {};
         if (look_up(store, above, status)) continue;
+        if (dot == named) return Outcome::failure(PRZKS_NOTFOUND, "the key above it is gone");
         Outcome outcome = create_key(store, above, security, nullptr);
         if (!outcome && outcome.status() != PRZKS_EXISTS) return outcome;
     }
@@ -124,12 +126,12 @@ Outcome create_key(const Store& store, const Place& place, const przks_security*
     });
 }
 
-Outcome create_and_set(const Store& store, const Place& place, const przks_security* security,
-                       const Value& value) {
+Outcome create_and_set(const Store& store, const Place& place, std::size_t named,
+                       const przks_security* security, const Value& value) {
     return repeat([&]() -> Outcome {
         Outcome outcome = set_value(store, place, value);
         if (outcome.status() != PRZKS_NOTFOUND) return outcome;
-        if (outcome = create_above(store, place, security); !outcome) return outcome;
+        if (outcome = create_above(store, place, named, security); !outcome) return outcome;
         outcome = create_key(store, place, security, &value);
         // Somebody else created it, or removed the keys above it.
         const bool overtaken =

@@ -126,8 +126,10 @@ int przks_create_n_set_key(przks_ctx* ctx, przks_key* parent, const char* name,
                        [&](Context& context, const Place& place) {
                            Value checked;
                            Outcome outcome = value_of(type, value, length, checked);
-                           return outcome ? create_and_set(context.store, place, security, checked)
-                                          : std::move(outcome);
+                           if (!outcome) return outcome;
+                           const std::shared_ptr<Key> above = keys().find(parent);
+                           const std::size_t named = above ? above->place()->name.size() : 0;
+                           return create_and_set(context.store, place, named, security, checked);
                        });
 }
 

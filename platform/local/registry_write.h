@@ -17,9 +17,10 @@ Outcome set_value(const Store& store, const Place& place, const Value& value);
 /// Creates a key; `security` null: as the key above, as far as the caller may. `value` null: none.
 Outcome create_key(const Store& store, const Place& place, const przks_security* security,
                    const Value* value);
-/// The same with the keys above it; an existing key gets the value.
-Outcome create_and_set(const Store& store, const Place& place, const przks_security* security,
-                       const Value& value);
+/// The same with the keys above it; an existing key gets the value. The first `named` bytes of the
+/// place's name are a key that is not created: PRZKS_NOTFOUND without it.
+Outcome create_and_set(const Store& store, const Place& place, std::size_t named,
+                       const przks_security* security, const Value& value);
 
 // Steps that other changes share. "Folder" is an open folder of the store.
 

@@ -15,7 +15,7 @@ int tavzksSetPerm(const std::string& name, const std::string& permissions) {
     // The area is not made here: permissions must not end up in one that anybody reads.
     const zks::OpenKey area(ctx, TAVRESSEC);
     if (!area.isOpen()) return area.report();
-    return zks::setText(ctx, permissionKey(name), permissions);
+    return zks::setTextBelow(ctx, area, zks::componentOf(name), permissions);
 }
 
 int tavzksGetPerm(const std::string& name, std::string& permissions) {

@@ -136,6 +136,17 @@ int setText(przks_ctx* ctx, const std::string& key, const std::string& text) {
     return rc == PRZKS_OK ? rc : failed(ctx, SET_VALUE, key, rc);
 }
 
+int setTextBelow(przks_ctx* ctx, const OpenKey& above, const std::string& component,
+                 const std::string& text) {
+    const std::string key = above.name() + '.' + component;
+    if (isCutByNul(key)) return failed(ctx, SET_VALUE, key, PRZKS_BADNAME);
+    if (isCutByNul(text)) return failed(ctx, SET_VALUE, key, PRZKS_BADARG);
+    const auto length = static_cast<unsigned>(text.size() + 1);
+    const int rc = przks_create_n_set_key(ctx, above.get(), key.c_str(), nullptr,
+                                          przks_dtype_ZELTEXT, text.c_str(), length, nullptr);
+    return rc == PRZKS_OK ? rc : failed(ctx, SET_VALUE, key, rc);
+}
+
 int subKey(przks_ctx* ctx, przks_key* key, unsigned index, std::string& name) {
     char found[PRZKS_MAX_COMPONENT + 1];
     unsigned length = sizeof found;

@@ -148,6 +148,10 @@ std::string_view textIn(std::string_view bytes);
 /// Creates the key unless it exists and sets its value as text. A text that holds a NUL would be
 /// read back short and is refused. Failures are reported.
 int setText(przks_ctx* ctx, const std::string& key, const std::string& text);
+/// The same for a key below an open one, in one step: nobody finds it without a value, and it does
+/// not bring back what was deleted above it.
+int setTextBelow(przks_ctx* ctx, const OpenKey& above, const std::string& component,
+                 const std::string& text);
 
 /// The name of the index-th direct sub-key.
 int subKey(przks_ctx* ctx, przks_key* key, unsigned index, std::string& name);

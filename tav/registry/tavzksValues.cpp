@@ -68,7 +68,7 @@ int tavzksSetvalue(const std::string& resource, const std::string& attribute,
         return rootKey.report();
     }
     const std::string name = root + '.' + attribute;
-    rc = zks::setText(ctx, name, value);
+    rc = zks::setTextBelow(ctx, rootKey, attribute, value);
     if (rc == PRZKS_OK)
         zks::trace(" Successfully set key: ", name);
     else

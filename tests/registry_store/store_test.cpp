@@ -140,6 +140,10 @@ TEST_F(RegistryStore, KeysAreListedInOrderMovedAndDeletedWithWhatTheyHold) {
     EXPECT_EQ(przks_delete_key(m_ctx, key), PRZKS_HASSUBKEYS);
     EXPECT_EQ(przks_delete_key(m_ctx, key, PRZKS_DELETE_TREE), PRZKS_OK);
     EXPECT_EQ(przks_delete_key(m_ctx, target), PRZKS_OK);
+    EXPECT_EQ(przks_create_n_set_key(m_ctx, target, "back.again", nullptr, przks_dtype_ZELTEXT, "",
+                                     1, nullptr),
+              PRZKS_NOTFOUND)
+        << "what was deleted stays so";
     EXPECT_EQ(subkeys(m_ctx, ""), "s ");
     for (przks_key* const open_key : {key, other, target, key}) przks_close_key(m_ctx, open_key);
     EXPECT_EQ(przks_delete_key(m_ctx, key), PRZKS_BADARG) << "closed";
