@@ -162,7 +162,11 @@ int Connection::invokeConnectedPeer(Socket& socket, const Container& request, Co
     const OpenPeer open(node, socket);
     unsigned limit_s = 0;
     if (!recoveryTime(limit_s)) return CONNECTION_SETUP_FAILED;
-    if (!awaitConnected(socket, node, limit_s)) return CONNECTION_SETUP_FAILED;
+    if (!awaitConnected(socket, node, limit_s)) {
+        // Over a network a refusal comes only now: the address must not stay for good.
+        forgetPeerAddress(node);
+        return CONNECTION_SETUP_FAILED;
+    }
     return request_reply_(&socket, request, reply, handler);
 }
 

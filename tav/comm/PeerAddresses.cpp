@@ -35,11 +35,13 @@ bool findPeerAddress(const std::string& node, std::string& address) {
     return refreshPeerAddress(node, address);
 }
 
+void forgetPeerAddress(const std::string& node) {
+    const StaticLock lock(s_hostportmutex);
+    hostportmap().erase(node);
+}
+
 bool refreshPeerAddress(const std::string& node, std::string& address) {
-    {
-        const StaticLock lock(s_hostportmutex);
-        hostportmap().erase(node);
-    }
+    forgetPeerAddress(node);
     const std::string key = registryKey(node);
     commOut(" Looking up E2E port from ZKS: ", key);
     char value[CLSGETCONNSTR_SIZE] = {};

@@ -17,5 +17,7 @@ extern cls_thrIMx s_hostportmutex;
 bool findPeerAddress(const std::string& node, std::string& address);
 /// The same, but the registry is asked in any case.
 bool refreshPeerAddress(const std::string& node, std::string& address);
+/// The next request to the node asks the registry.
+void forgetPeerAddress(const std::string& node);
 
 } // namespace TAV

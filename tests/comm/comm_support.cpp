@@ -30,7 +30,7 @@ public:
         const std::string conf = testFolder() + "/node.conf";
         std::ofstream(conf) << "node_name = testnode\nruntime_dir = run\nlog_dir = log\n"
                                "cluster_registry = dir:zks\nlocal_registry = dir:zkl\n"
-                               "message_time = 1\n";
+                               "message_time = 1\nrecovery_time = 1\n";
         setenv("VORN_NODE_CONF", conf.c_str(), 1);
         setenv("ZEL_VORNDEBUG_VORNCOMM", "1", 1);
     }
@@ -50,8 +50,14 @@ std::string wholeLog() {
 
 LogSince::LogSince() : m_start(wholeLog().size()) {}
 
-bool LogSince::has(const std::string& beginning) const {
-    return wholeLog().find("VORNCOMM: " + beginning, m_start) != std::string::npos;
+std::size_t LogSince::count(const std::string& beginning) const {
+    const std::string log = wholeLog();
+    const std::string wanted = "VORNCOMM: " + beginning;
+    std::size_t found = 0;
+    for (auto at = log.find(wanted, m_start); at != std::string::npos;
+         at = log.find(wanted, at + 1))
+        ++found;
+    return found;
 }
 
 std::string ub4(std::uint32_t value) {
@@ -134,12 +140,19 @@ Listener::Listener(std::string address, const char* authLocation)
     : socket(TAV::tavgetclscctx(), testArea(), reinterpret_cast<unsigned char*>(address.data()),
              reinterpret_cast<const unsigned char*>(authLocation)) {}
 
+static std::string ownAddress(const TAV::ServerSocket& listener) {
+    unsigned char text[CLSC_ADDRESS_SIZE];
+    EXPECT_EQ(clscgetaddr(listener.getHandle(), text, sizeof text, CLSC_ADDR_LOCAL), CLSC_OK);
+    return reinterpret_cast<const char*>(text);
+}
+
 ScriptedServer::ScriptedServer(Script script, const std::string& key, const char* authLocation)
-    : address(addressOf(key)), m_listener(address, authLocation),
+    : m_listener(key.front() == '(' ? key : addressOf(key), authLocation),
+      address(ownAddress(m_listener.socket)),
       m_thread(std::async(std::launch::async, [this, script = std::move(script)] {
           TAV::Socket socket;
           while (m_listener.socket.accept(&socket, true) == CLSC_OK) {
-              script(socket);
+              failureOf([&] { script(socket); });
               socket.release();
           }
       })) {}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "tav/comm/CommException.h"
+#include "tav/comm/Connection.h"
 #include "tav/comm/Container.h"
 #include "tav/comm/MessageStream.h"
 #include "tav/comm/ServerSocket.h"
@@ -17,7 +18,7 @@
 #include <vector>
 
 /// The node that this test program runs as, "testnode", has its folders in a temporary one, its
-/// communication log switched on, and a message time of 1 second.
+/// communication log switched on, and a message time and a recovery time of 1 second.
 
 using Bytes = std::vector<unsigned char>;
 
@@ -26,7 +27,9 @@ class LogSince {
 public:
     LogSince();
     /// Whether a line begins so.
-    [[nodiscard]] bool has(const std::string& beginning) const;
+    [[nodiscard]] bool has(const std::string& beginning) const { return count(beginning) > 0; }
+    /// How many lines begin so.
+    [[nodiscard]] std::size_t count(const std::string& beginning) const;
 
 private:
     std::size_t m_start;
@@ -79,8 +82,11 @@ struct Listener {
     TAV::ServerSocket socket;
 };
 
-/// Answers connections to an endpoint, one after the other, with `script` on another thread.
+/// Answers connections to an endpoint (a key or a connect string), one after the other, with
+/// `script` on another thread. A script that fails ends its connection only.
 class ScriptedServer {
+    Listener m_listener;
+
 public:
     using Script = std::function<void(TAV::Socket&)>;
     explicit ScriptedServer(Script script, const std::string& key = "VORND_UI_SOCKET.testnode",
@@ -90,8 +96,15 @@ public:
     const std::string address;
 
 private:
-    Listener m_listener;
     std::future<void> m_thread; ///< waited for
+};
+
+/// Keeps the orders it is given.
+struct Recorder : TAV::OrderHandler {
+    void handleOrder(const std::string& message, unsigned int waitSeconds) override {
+        orders += message + "/" + std::to_string(waitSeconds) + " ";
+    }
+    std::string orders;
 };
 
 /// Interrupts a socket or a listener from another thread a moment later; the result waits for it.

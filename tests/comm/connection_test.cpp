@@ -32,13 +32,6 @@ std::unique_ptr<TAV::Message> receiveRequest(Socket& socket) {
     return std::unique_ptr<TAV::Message>(MessageStream(&socket).readMessage());
 }
 
-struct Recorder : TAV::OrderHandler {
-    void handleOrder(const std::string& message, unsigned int waitSeconds) override {
-        orders += message + "/" + std::to_string(waitSeconds) + " ";
-    }
-    std::string orders;
-};
-
 struct Outcome {
     int code = -1;
     std::string reply; ///< compact; empty when there is none
