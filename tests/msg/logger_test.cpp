@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -36,15 +35,35 @@ void expect(tavLogRoute route, const std::function<void(TavLogger&)>& body, int 
     EXPECT_EQ(outcome.err, err);
 }
 
+/// This program's node, there before anything reads its configuration.
+class Node : public testing::Environment {
+public:
+    void SetUp() override {
+        std::filesystem::create_directory(folder() + "/run");
+        const std::string file = folder() + "/node.conf";
+        std::ofstream(file) << "runtime_dir = run\nlog_dir = log\n";
+        setenv("VORN_NODE_CONF", file.c_str(), 1);
+    }
+    void TearDown() override { std::filesystem::remove_all(folder()); }
+
+    static const std::string& folder() {
+        static const TestFolder node;
+        static const std::string path = node.path;
+        return path;
+    }
+};
+
+// The framework takes ownership.
+[[maybe_unused]] const auto* const node =
+    testing::AddGlobalTestEnvironment(std::make_unique<Node>().release());
+
 /// An event daemon that answers one post with some flags.
 class EventDaemon {
 public:
     explicit EventDaemon(std::uint32_t flags) {
-        mkdir((m_folder + "/run").c_str(), 0700);
-        std::ofstream(m_folder + "/node.conf") << "runtime_dir = run\nlog_dir = log\n";
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
-        (m_folder + "/run/SYSTEM.evm.acceptor.auth").copy(address.sun_path, 100);
+        m_path.copy(address.sun_path, sizeof address.sun_path - 1);
         const void* const any = &address;
         EXPECT_EQ(bind(m_listener, static_cast<const sockaddr*>(any), sizeof address), 0);
         EXPECT_EQ(listen(m_listener, 1), 0);
@@ -53,14 +72,14 @@ public:
     ~EventDaemon() {
         if (m_thread.joinable()) m_thread.join();
         close(m_listener);
-        std::filesystem::remove_all(m_folder);
+        unlink(m_path.c_str());
     }
     EventDaemon(const EventDaemon&) = delete;
     EventDaemon& operator=(const EventDaemon&) = delete;
 
-    void enter() const { setenv("VORN_NODE_CONF", (m_folder + "/node.conf").c_str(), 1); }
-    /// The event's name and text, once it was posted.
+    /// The name and text of the event that was posted, empty when nobody came.
     std::string text() const {
+        shutdown(m_listener, SHUT_RDWR);
         m_thread.join();
         return m_text;
     }
@@ -68,6 +87,7 @@ public:
 private:
     void serve(std::uint32_t flags) {
         const int fd = accept(m_listener, nullptr, nullptr);
+        if (fd < 0) return;
         std::byte bytes[4096];
         const auto take = [&](std::size_t size) { return recv(fd, bytes, size, MSG_WAITALL); };
         take(evm::COMM_HEADER_SIZE);
@@ -94,10 +114,7 @@ private:
         close(fd);
     }
 
-    std::string m_folder = [] {
-        char name[] = "/tmp/vorn_logger_XXXXXX";
-        return std::string(mkdtemp(name));
-    }();
+    std::string m_path = Node::folder() + "/run/SYSTEM.evm.acceptor.auth";
     int m_listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     std::string m_text;
     mutable std::thread m_thread;
@@ -146,7 +163,6 @@ TEST(Logger, CollectedTextIsReleasedAsItStands) {
 
 TEST(Logger, WhatCannotBePostedIsToldAndChangesNoReturnCode) {
     const auto quiet = [](TavLogger& logger) {
-        setenv("VORN_NODE_CONF", "/nonexistent/node.conf", 1);
         int on = 1;
         logger.setEventSwitch(on);
         logger.log(150);
@@ -154,8 +170,8 @@ TEST(Logger, WhatCannotBePostedIsToldAndChangesNoReturnCode) {
         logger.logOrigProc();
     };
     expect(ROUTE_STDOUT, quiet, 150, "",
-           "Error creating connection to post event \"test.event\" return code = 18\n"
-           "Error: Resource error\nEvm log has failed.\n"
+           "Error creating connection to post event \"test.event\" return code = 13\n"
+           "Error: Connection error\nEvm log has failed.\n"
            "Failed to create event 'not-a-name'\nError: Invalid value\nEvm log has failed.\n");
 }
 
@@ -163,7 +179,6 @@ TEST(Logger, PostedTextReachesTheDaemonAndPrintsNothing) {
     const auto posted = [](std::uint32_t flags, const std::string& error) {
         const EventDaemon daemon(flags);
         const auto body = [&](TavLogger& logger) {
-            daemon.enter();
             logger.append("10 %s\n");
             logger.append("20");
             logger.logOrigProc();
