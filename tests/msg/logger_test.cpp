@@ -47,8 +47,11 @@ public:
     void TearDown() override { std::filesystem::remove_all(folder()); }
 
     static const std::string& folder() {
-        static const TestFolder node;
-        static const std::string path = node.path;
+        // Nothing of the children, which end as programs do, may take it away.
+        static const std::string path = [] {
+            char name[] = "/tmp/vorn_logger_XXXXXX";
+            return std::string(mkdtemp(name));
+        }();
         return path;
     }
 };
