@@ -3,6 +3,9 @@
 
 usage: bench/whole_runs.py BUILD_FOLDER [--sizes 1,1000,20000] [--runs N]
 
+The resources are registered anew for each size, in a registry below $TMPDIR (else /tmp): a folder in
+memory makes that quicker and changes nothing that is measured.
+
 Prints one table: for each number of resources and each layout the median time of the command and of
 the floor, their ratio, the reply's size, the peak memory and its ratio to the reply's size.
 """
@@ -30,17 +33,24 @@ def profile(number):
                   f'ACL=owner:root:rwx,pgrp:root:r-x,other::r--\n')
 
 
-def lay_out(folder, count):
-    home = folder / 'home'
-    profiles = home / 'vorn' / 'profile'
-    profiles.mkdir(parents=True)
-    for number in range(count):
-        name, text = profile(number)
-        (profiles / f'{name}.cap').write_text(text)
+def lay_out(build, folder, count):
+    """A node whose registry holds so many resources."""
+    (folder / 'run').mkdir()
     conf = folder / 'node.conf'
     conf.write_text('node_name = node0\nnode_number = 0\nnodes = 0:node0, 1:node1, 2:node2\n'
-                    'runtime_dir = run\nlog_dir = log\n')
-    return dict(os.environ, ZEL_VORN_HOME=str(home), VORN_NODE_CONF=str(conf), LC_ALL='C')
+                    'runtime_dir = run\nlog_dir = log\n'
+                    'cluster_registry = dir:zks\nlocal_registry = dir:zkl\n')
+    env = dict(os.environ, ZEL_VORN_HOME=str(build / 'home'), VORN_NODE_CONF=str(conf), LC_ALL='C')
+    names = []
+    for number in range(count):
+        name, text = profile(number)
+        (folder / name).write_text(text)
+        names.append(name)
+    for arguments in (['init'], ['register', *names]):
+        subprocess.run([build / 'bin' / 'vornreg', *arguments], env=env, cwd=folder, check=True)
+    for name in names:
+        (folder / name).unlink()
+    return env
 
 
 def measured_frame(endpoint, request):
@@ -87,9 +97,7 @@ def measure(build, count, runs):
     stat, floor = str(build / 'bin' / 'vorn_stat'), str(build / 'bench' / 'floor_client')
     with tempfile.TemporaryDirectory(prefix='vorn-bench.') as name:
         folder = pathlib.Path(name)
-        env = lay_out(folder, count)
-        (folder / 'home').joinpath('vorn').mkdir(exist_ok=True)
-        subprocess.run(['cp', '-R', f'{build}/home/.', str(folder / 'home')], check=True)
+        env = lay_out(build, folder, count)
         daemon = subprocess.Popen([str(build / 'bin' / 'vornd')], env=env, stdout=subprocess.PIPE)
         try:
             assert b'serving' in daemon.stdout.readline()
