@@ -2,6 +2,7 @@
 #include "tav/msg/TavMsg.h"
 #include "tav/msg/tav_ZelCoreCtx.h"
 #include "tav/msg/zelgetmsg.h"
+#include "tests/msg/msg_support.h"
 
 #include <algorithm>
 #include <atomic>
@@ -28,13 +29,11 @@ std::string bareText(int number, const char* language = nullptr) {
     return failed == 0 ? text : "(none)";
 }
 
-/// A node with its own log and an installation home with catalogs of its own.
+/// An installation home with catalogs of its own.
 class CatalogLookup : public testing::Test {
 protected:
     static void SetUpTestSuite() {
         ASSERT_NE(nullptr, mkdtemp(s_folder.data()));
-        std::ofstream(s_folder + "/node.conf") << "node_name = testnode\nlog_dir = log\n";
-        setenv("VORN_NODE_CONF", (s_folder + "/node.conf").c_str(), 1);
         install("en", "7 seven\n12345 a %s and 100%\n9 " + std::string(2040, 'x') +
                           "\n6015 failed at %s: %s %d %n\n");
         install("de", "7 sieben\n");
@@ -100,7 +99,7 @@ TEST_F(CatalogLookup, LanguagesHaveTheirOwnTexts) {
     EXPECT_EQ("sieben", bareText(7, "de_AT.UTF-8"));
     EXPECT_EQ("sieben", bareText(7, "DE"));
     EXPECT_EQ("a %s and 100%", bareText(12345, "de")) << "not translated";
-    std::ifstream log(s_folder + "/log/msg_tests.log");
+    std::ifstream log(node_folder() + "/log/msg_tests.log");
     const std::string alert(std::istreambuf_iterator<char>(log), {});
     EXPECT_NE(std::string::npos, alert.find("ALERT: level 1, message VORN-12345\n"));
     EXPECT_EQ("seven", bareText(7, "fr"));

@@ -2,6 +2,7 @@
 #include "evm/libevm/protocol.h"
 #include "tav/msg/TavLogger.h"
 #include "tests/cmd/child_run.h"
+#include "tests/msg/msg_support.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -9,8 +10,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <thread>
 
@@ -34,31 +33,6 @@ void expect(tavLogRoute route, const std::function<void(TavLogger&)>& body, int 
     EXPECT_EQ(outcome.out, out);
     EXPECT_EQ(outcome.err, err);
 }
-
-/// This program's node, there before anything reads its configuration.
-class Node : public testing::Environment {
-public:
-    void SetUp() override {
-        std::filesystem::create_directory(folder() + "/run");
-        const std::string file = folder() + "/node.conf";
-        std::ofstream(file) << "runtime_dir = run\nlog_dir = log\n";
-        setenv("VORN_NODE_CONF", file.c_str(), 1);
-    }
-    void TearDown() override { std::filesystem::remove_all(folder()); }
-
-    static const std::string& folder() {
-        // Nothing of the children, which end as programs do, may take it away.
-        static const std::string path = [] {
-            char name[] = "/tmp/vorn_logger_XXXXXX";
-            return std::string(mkdtemp(name));
-        }();
-        return path;
-    }
-};
-
-// The framework takes ownership.
-[[maybe_unused]] const auto* const node =
-    testing::AddGlobalTestEnvironment(std::make_unique<Node>().release());
 
 /// An event daemon that answers one post with some flags.
 class EventDaemon {
@@ -117,7 +91,7 @@ private:
         close(fd);
     }
 
-    std::string m_path = Node::folder() + "/run/SYSTEM.evm.acceptor.auth";
+    std::string m_path = node_folder() + "/run/SYSTEM.evm.acceptor.auth";
     int m_listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     std::string m_text;
     mutable std::thread m_thread;
