@@ -1,6 +1,5 @@
 #include "daemons/vornd/Daemon.h"
 
-#include "daemons/vornd/Caller.h"
 #include "daemons/vornd/DaemonLog.h"
 #include "platform/include/clsc.h"
 #include "platform/include/node_config.h"
@@ -12,6 +11,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 
 namespace vornd {
@@ -71,13 +71,16 @@ StartError unusableRegistry(const node_config& config, const RegistryError& erro
     return StartError(printable(error.what()) + "; the registry is " + where);
 }
 
-std::unique_ptr<RegistrySource> openSource(const node_config& config, Checks& checks) {
+std::unique_ptr<RegistrySource> openSource(const node_config& config, Checks& checks,
+                                           ClusterView& view) {
     try {
         const Registry registry;
         registry.require(TAV::TAVRESCUR);
         takeLevelsFromRegistry();
-        return std::make_unique<RegistrySource>(
-            [&checks](const ModelPointer& model) { checks.take(model); });
+        return std::make_unique<RegistrySource>([&checks, &view](const ModelPointer& model) {
+            view.take(model);
+            checks.take(model);
+        });
     } catch (const RegistryError& error) {
         throw unusableRegistry(config, error);
     }
@@ -103,35 +106,68 @@ StartError unusableFolder(const node_config& config, const std::string& otherRea
                       "; make it writable or set another one in node.conf");
 }
 
-std::unique_ptr<Server> listen(const node_config& config, const Limits& limits,
-                               AnswerFunction answer) {
+std::string firstLine(const cls::Exception& error) {
+    return error.what().substr(0, error.what().find('\n'));
+}
+
+std::unique_ptr<Server> listen(const node_config& config, const Limits& limits, Answers& answers) {
     const std::string address = endpoint(config);
+    const auto answer = [&answers](const TAV::Message& request, const std::string& user) {
+        return answers.toUser(request, user);
+    };
+    const auto prepare = [&answers](const TAV::Message& request, const OrderFunction& order) {
+        return answers.askPeer(request, order);
+    };
     try {
-        return std::make_unique<Server>(address, limits, std::move(answer));
+        return std::make_unique<Server>(address, limits, answer, prepare);
     } catch (const TAV::EndPointException&) {
         throw StartError("another vornd serves this node; stop it first");
     } catch (const cls::Exception& error) {
-        throw unusableFolder(config, error.what().substr(0, error.what().find('\n')));
+        throw unusableFolder(config, firstLine(error));
     }
+}
+
+/// Where there are no other nodes nobody needs to be listened to.
+std::unique_ptr<Server> listenToPeers(const node_config& config, Answers& answers) {
+    if (config.nodes.size() < 2) return nullptr;
+    try {
+        return std::make_unique<Server>(
+            config.peer_address, peerLimits(),
+            [&answers](const TAV::Message& request, const std::string& /*nobody*/) {
+                return answers.toPeer(request);
+            });
+    } catch (const cls::Exception& error) {
+        throw StartError("cannot listen at peer_address " + printable(config.peer_address) + ": " +
+                         printable(firstLine(error)) + "; set another one in node.conf");
+    }
+}
+
+std::string addressOf(const Server* server) {
+    return server == nullptr ? "" : server->address();
 }
 
 } // namespace
 
-Daemon::Daemon(const Limits& limits) {
+Daemon::Daemon(const Limits& limits)
+    : m_node(configuration().node_name), m_view(membersOf(configuration())),
+      m_peers(std::chrono::seconds(configuration().recovery_time_s)),
+      m_answers(m_node, m_view, m_peers) {
     const node_config& config = configuration();
-    m_node = config.node_name;
-    m_members = membersOf(config);
     m_checks = std::make_unique<Checks>(checkEnvironment(config, installationHome()));
-    m_source = openSource(config, *m_checks);
-    m_server = listen(config, limits, [this](const TAV::Message& request, const std::string& user) {
-        return answer(request, user);
-    });
+    m_source = openSource(config, *m_checks, m_view);
+    m_server = listen(config, limits, m_answers);
+    m_peerServer = listenToPeers(config, m_answers);
+    m_keeper = std::make_unique<Keeper>(config, addressOf(m_peerServer.get()), m_view, m_peers);
 }
 
+/// The node is a member, and known as one, before it says anything of itself.
 void Daemon::start() {
+    m_view.take(m_source->snapshot());
     m_checks->take(m_source->snapshot());
-    if (!m_levels.start() || !m_source->start() || !m_checks->start() || !m_server->start())
-        throw StartError("no thread can be started; free memory or processes");
+    const bool isStarted = m_keeper->start() && m_levels.start() && m_source->start() &&
+                           m_checks->start() && m_server->start() &&
+                           (m_peerServer == nullptr || m_peerServer->start());
+    if (!isStarted) throw StartError("no thread can be started; free memory or processes");
     logLine("serving node ", m_node, ", ", m_source->snapshot()->resources().size(), " resources");
 }
 
@@ -140,17 +176,16 @@ void Daemon::refresh() {
     m_levels.refresh();
 }
 
+/// Nobody takes over for this node before it says nothing any more.
 void Daemon::stop() {
+    m_peers.stop();
+    if (m_peerServer != nullptr) m_peerServer->stop();
     m_server->stop();
     m_checks->stop();
     m_source->stop();
+    m_keeper->stop();
     m_levels.stop();
     logLine("stopped serving node ", m_node);
-}
-
-FramePointer Daemon::answer(const TAV::Message& request, const std::string& user) {
-    SystemCaller caller(user);
-    return m_replies.frameFor(request, caller, m_source->snapshot(), m_members);
 }
 
 } // namespace vornd

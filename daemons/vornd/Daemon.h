@@ -1,30 +1,27 @@
 #pragma once
 
+#include "daemons/vornd/Answers.h"
 #include "daemons/vornd/Checks.h"
+#include "daemons/vornd/ClusterView.h"
 #include "daemons/vornd/DebugLevels.h"
+#include "daemons/vornd/Keeper.h"
 #include "daemons/vornd/Limits.h"
+#include "daemons/vornd/Peers.h"
 #include "daemons/vornd/RegistrySource.h"
-#include "daemons/vornd/ReplyCache.h"
 #include "daemons/vornd/Server.h"
-#include "daemons/vornd/StatusService.h"
+#include "daemons/vornd/StartError.h"
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 namespace vornd {
 
-/// Why the daemon cannot start: one line that says what to do about it.
-class StartError : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
 /// The resource manager daemon of this node: it serves the resources of the cluster registry to the
-/// status command, and checks those that this node hosts.
+/// status command, checks those that this node hosts, and does its part in the cluster.
 class Daemon {
 public:
-    /// Reads node.conf and the registry and takes the node's endpoint; throws StartError.
+    /// Reads node.conf and the registry, takes the node's endpoints and joins the cluster; throws
+    /// StartError.
     explicit Daemon(const Limits& limits = Limits());
 
     /// Serves and checks from now on; throws StartError.
@@ -37,15 +34,16 @@ public:
     [[nodiscard]] const std::string& node() const { return m_node; }
 
 private:
-    FramePointer answer(const TAV::Message& request, const std::string& user);
-
     std::string m_node;
-    Members m_members;
+    ClusterView m_view;
+    Peers m_peers;
+    Answers m_answers;
     DebugLevels m_levels;
     std::unique_ptr<Checks> m_checks;
     std::unique_ptr<RegistrySource> m_source;
-    ReplyCache m_replies;
     std::unique_ptr<Server> m_server;
+    std::unique_ptr<Server> m_peerServer; ///< null when no other node is configured
+    std::unique_ptr<Keeper> m_keeper;
 };
 
 } // namespace vornd

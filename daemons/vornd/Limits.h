@@ -22,6 +22,24 @@ struct Limits {
     std::chrono::milliseconds replyTime{30'000};   ///< for the client to take the reply
     std::chrono::milliseconds closeTime{2'000};    ///< for the client to close afterwards
     std::chrono::milliseconds stopGrace{2'000};    ///< for clients under way when the daemon stops
+    /// Whether clients must be users that the kernel knows. Where nobody has a name, the limit of
+    /// one user is that of all.
+    bool areUsers = true;
 };
+
+/// What other nodes' daemons may ask of the end-to-end endpoint, which anybody on the network may
+/// claim to be: few at a time and soon done, apart from the places of this node's users.
+[[nodiscard]] inline Limits peerLimits() {
+    using std::chrono::milliseconds;
+    Limits limits;
+    limits.clients = limits.clientsPerUser = 64;
+    limits.superuserReserve = 0;
+    limits.builders = 2;
+    limits.requestTime = milliseconds(3'000);
+    limits.replyTime = milliseconds(10'000);
+    limits.closeTime = milliseconds(1'000);
+    limits.areUsers = false;
+    return limits;
+}
 
 } // namespace vornd

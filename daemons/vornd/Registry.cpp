@@ -1,5 +1,7 @@
 #include "daemons/vornd/Registry.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <utility>
 
@@ -9,6 +11,7 @@ namespace {
 
 /// A sub-key's name and its end.
 constexpr unsigned NAME_SIZE = PRZKS_MAX_COMPONENT + 1;
+constexpr std::uint32_t OWNER_WRITES = 0644;
 
 std::string lastError(przks_ctx* ctx) {
     std::array<char, PRZKS_ERRORTEXT_SIZE> text{};
@@ -54,9 +57,11 @@ private:
     int m_status;
 };
 
-Registry::Registry() {
+Registry::Registry(unsigned flags) {
     std::array<char, PRZKS_ERRORTEXT_SIZE> text{};
-    const int status = przks_init_ext(&m_ctx, PRZKS_DEFAULT, text.data(), nullptr, 0);
+    przks_init_arg wishes;
+    wishes.flags = flags;
+    const int status = przks_init_ext2(&m_ctx, PRZKS_DEFAULT, text.data(), nullptr, &wishes);
     if (status != PRZKS_OK) throw RegistryError(status, text.data());
 }
 
@@ -136,6 +141,42 @@ void Registry::set(const std::string& key, const std::string& name, const std::s
         status = przks_create_n_set_key(m_ctx, above.get(), name.c_str(), nullptr,
                                         przks_dtype_ZELTEXT, text.c_str(), length, nullptr);
     check(status);
+}
+
+bool Registry::replace(const std::string& key, const std::string& text) const {
+    const Key existing(m_ctx, key);
+    int status = existing.status();
+    if (status == PRZKS_OK)
+        status = przks_set_value(m_ctx, existing.get(), przks_dtype_ZELTEXT, text.c_str(),
+                                 static_cast<unsigned>(text.size() + 1));
+    if (status == PRZKS_NOTFOUND) return false;
+    check(status);
+    return true;
+}
+
+void Registry::publish(const std::string& key, const std::string& text) const {
+    const przks_security own{geteuid(), getegid(), OWNER_WRITES};
+    przks_key* made = nullptr;
+    const int status =
+        przks_create_n_set_key(m_ctx, nullptr, key.c_str(), &own, przks_dtype_ZELTEXT, text.c_str(),
+                               static_cast<unsigned>(text.size() + 1), &made);
+    przks_close_key(m_ctx, made);
+    check(status);
+    // A key that was there before kept its own.
+    const Key opened(m_ctx, key);
+    check(opened.status());
+    check(przks_set_key_security(m_ctx, opened.get(), &own));
+}
+
+void Registry::remove(const std::string& key) const {
+    const Key opened(m_ctx, key);
+    int status = opened.status();
+    if (status == PRZKS_OK) status = przks_delete_key(m_ctx, opened.get());
+    if (status != PRZKS_NOTFOUND) check(status);
+}
+
+void Registry::sync() const {
+    check(przks_sync(m_ctx));
 }
 
 RegistryWatch::RegistryWatch(const Registry& registry, const std::string& key) {

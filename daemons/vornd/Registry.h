@@ -27,7 +27,8 @@ class RegistryWatch;
 /// stated throws RegistryError.
 class Registry {
 public:
-    Registry();
+    /// `flags` are PRZKS_INIT_...
+    explicit Registry(unsigned flags = 0);
     ~Registry();
     Registry(const Registry&) = delete;
     Registry& operator=(const Registry&) = delete;
@@ -45,6 +46,15 @@ public:
     [[nodiscard]] std::optional<std::string> value(const std::string& key) const;
     /// Sets the text of a sub-key of a key, which must exist, else PRZKS_NOTFOUND.
     void set(const std::string& key, const std::string& name, const std::string& text) const;
+    /// Sets the text of a key; false when there is no such key.
+    [[nodiscard]] bool replace(const std::string& key, const std::string& text) const;
+    /// Sets the text of a key that this user alone may change and everybody may read; makes what is
+    /// missing of it and the keys above it.
+    void publish(const std::string& key, const std::string& text) const;
+    /// Deletes a key without sub-keys; nothing when there is none.
+    void remove(const std::string& key) const;
+    /// Makes durable what was changed.
+    void sync() const;
     /// Removes what killed writers left behind.
     void clean() const;
     /// PRZKS_NOTFOUND when there is no such key.

@@ -57,17 +57,7 @@ void RegistrySource::refresh() {
     m_wakeup.wake();
 }
 
-/// Once, and after the start: it takes a walk over the whole store.
-void RegistrySource::clean() const {
-    try {
-        m_link->registry.clean();
-    } catch (const std::exception& error) {
-        logLine("cleaning the registry: ", printable(error.what()));
-    }
-}
-
 void RegistrySource::follow() {
-    clean();
     while (!m_stopping) {
         try {
             step();

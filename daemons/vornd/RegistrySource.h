@@ -55,7 +55,6 @@ private:
         Link();
     };
 
-    void clean() const;
     void follow();
     void step();
     void wait();

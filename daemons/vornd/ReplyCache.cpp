@@ -8,10 +8,6 @@ namespace vornd {
 
 namespace {
 
-FramePointer encoded(const TAV::Container& reply) {
-    return std::make_shared<const std::vector<unsigned char>>(TAV::MessageStream().encode(reply));
-}
-
 bool mayReadAll(const ResourceModel& model, Caller& caller) {
     const auto& resources = model.resources();
     return caller.isAdministrator() ||
@@ -21,10 +17,16 @@ bool mayReadAll(const ResourceModel& model, Caller& caller) {
 
 } // namespace
 
+FramePointer uncachedFrame(const std::optional<StatusRequest>& request, Caller& caller,
+                           const ResourceModel& model, const Members& members) {
+    return std::make_shared<const std::vector<unsigned char>>(
+        TAV::MessageStream().encode(*answerStatus(request, caller, model, members)));
+}
+
 FramePointer ReplyCache::frameFor(const TAV::Message& message, Caller& caller,
                                   const ModelPointer& model, const Members& members) {
     const std::optional<StatusRequest> request = StatusRequest::read(message);
-    const auto made = [&] { return encoded(*answerStatus(request, caller, *model, members)); };
+    const auto made = [&] { return uncachedFrame(request, caller, *model, members); };
     const bool isListing = request && !request->isQuestion() && !request->names;
     // Names of members are from outside: only those that exist may take room.
     const bool isKnown = isListing && (!request->member || members.contains(*request->member));

@@ -19,6 +19,11 @@ namespace vornd {
 /// A reply as it is sent.
 using FramePointer = std::shared_ptr<const std::vector<unsigned char>>;
 
+/// The reply to a request, as answerStatus has it.
+[[nodiscard]] FramePointer uncachedFrame(const std::optional<StatusRequest>& request,
+                                         Caller& caller, const ResourceModel& model,
+                                         const Members& members);
+
 /// The frames of replies. A listing of everything is the same for all who may read everything, as
 /// long as the resources stay what they are: its frame is made once and shared. Thread-safe.
 class ReplyCache {

@@ -9,6 +9,10 @@
 
 namespace vornd {
 
+std::string clientText(const std::string& user) {
+    return user.empty() ? "client without a name" : "client of " + printable(user);
+}
+
 Sessions::Sessions(const Limits& limits, std::function<void(Session&)> serve)
     : m_limits(limits), m_serve(std::move(serve)), m_superuser(superuserName()) {}
 
@@ -23,7 +27,7 @@ bool Sessions::start() {
 /// Why a client may not come in; empty when it may.
 std::string Sessions::refusal(const Session& session) const {
     if (m_stopping) return "the daemon stops";
-    if (session.user.empty()) return "its user is not known";
+    if (m_limits.areUsers && session.user.empty()) return "its user is not known";
     const bool isSuperuser = session.user == m_superuser;
     const unsigned places = m_limits.clients - (isSuperuser ? 0 : m_limits.superuserReserve);
     if (m_clients >= places) return "too many clients";
@@ -39,7 +43,7 @@ void Sessions::admit(std::unique_ptr<Session> session) {
     const std::string reason = place(std::move(session));
     if (reason.empty()) return;
     socket.release();
-    logLine("client of ", printable(user), " refused: ", reason);
+    logLine(clientText(user), " refused: ", reason);
 }
 
 /// Why the client could not be taken in; empty when it was.
@@ -152,7 +156,7 @@ SessionClock::time_point Sessions::interruptOverdue() {
         session->socket.interruptConnection();
         if (session->duty == nullptr) continue;
         const char* const reason = m_stopping ? "the daemon stops" : session->duty;
-        logLine("client of ", printable(session->user), " dropped: ", reason);
+        logLine(clientText(session->user), " dropped: ", reason);
     }
     return next;
 }

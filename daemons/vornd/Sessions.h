@@ -17,6 +17,9 @@ namespace vornd {
 
 using SessionClock = std::chrono::steady_clock;
 
+/// What a line in the log calls a client of the user; nobody's when the name is empty.
+[[nodiscard]] std::string clientText(const std::string& user);
+
 /// One accepted client and the thread that serves it.
 struct Session {
     TAV::Socket socket;

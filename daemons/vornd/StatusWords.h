@@ -8,6 +8,11 @@ namespace vornd {
 inline constexpr char STATUS_REQUEST[] = "UI_STAT";
 inline constexpr char STATUS_REPLY[] = "STATUS_REPLY";
 
+/// An intermediate reply: a text for the user, and the seconds to wait for the next reply.
+inline constexpr char ORDER_REPLY[] = "ORDER";
+inline constexpr char ORDER_MESSAGE[] = "MESSAGE";
+inline constexpr char ORDER_WAIT[] = "WAIT";
+
 /// Items of a reply beside the resources, and so names that no resource can have.
 inline constexpr char REPLY_RESULT[] = "RESULT"; ///< one message number for the whole request
 inline constexpr char REPLY_ERROR[] = "ERROR";   ///< message numbers by resource

@@ -33,6 +33,9 @@ struct node_config {
     std::string log_dir = "/var/log/vorn";
     std::string admin_group = "root";
     std::string status_program; ///< empty: none
+    /// Where the node's daemon listens for those of other nodes: the connect string of a TCP
+    /// address that they reach. Port 0 takes any free one.
+    std::string peer_address = "(ADDRESS=(PROTOCOL=tcp)(HOST=127.0.0.1)(PORT=0))";
     /// Longest time in seconds that one message may take from its first byte to its last.
     int message_time_s = 20;
     /// Size in bytes at which a diagnostic log file is put aside.

@@ -1,3 +1,4 @@
+#include "platform/include/clsc.h"
 #include "platform/include/node_config.h"
 #include "platform/local/error_text.h"
 
@@ -86,6 +87,18 @@ Reason store_registry(std::string_view value, std::string_view folder, std::stri
     return {};
 }
 
+/// Other nodes are told the address as it is, so one that only means "here" is of no use.
+Reason store_peer_address(std::string_view value, std::string& target) {
+    clsc_address address;
+    if (!clsc_parse_address(value, address) || address.proto != clsc_address::protocol::tcp)
+        return shown(value) + " is not (ADDRESS=(PROTOCOL=tcp)(HOST=...)(PORT=...))";
+    for (const std::string_view everywhere : {"0.0.0.0", "::", "*"})
+        if (address.host == everywhere)
+            return "the host " + shown(everywhere) + " is none that other nodes can reach";
+    target = value;
+    return {};
+}
+
 Reason store_configuration(std::string_view value, node_type& target) {
     if (value == "cluster")
         target = node_type::cluster;
@@ -171,6 +184,8 @@ constexpr std::array KEYS{
         }},
     Key{"status_program",
         [](Config& c, Text value, Text dir) { return store_path(value, dir, c.status_program); }},
+    Key{"peer_address",
+        [](Config& c, Text value, Text) { return store_peer_address(value, c.peer_address); }},
 };
 
 /// KEYS.size() when there is no such key.
