@@ -56,8 +56,9 @@ TEST(Handshake, RequestsLieOnTheWireAsTheDaemonReadsThem) {
                                 numberHex(geteuid(), 4) + "00000000");
     const auto size = static_cast<std::uint32_t>(record_bytes(event).size());
     EXPECT_EQ(hex(seen[2]), frameHex(88) + "6800030009000000 0000000004030201 " +
-                                numberHex(EvmEvent_t{event}->identity, 8) + " " + numberHex(size, 4) +
-                                "4d000000 0000000000000000");
+                                numberHex(
+                                    EvmEvent_t { event } -> identity, 8) +
+                                " " + numberHex(size, 4) + "4d000000 0000000000000000");
     EXPECT_EQ(seen[3], record_bytes(event));
     EXPECT_EQ(hex(evm::Bytes(seen[3]).first(48)) + " ", frameHex(size));
 }
