@@ -105,16 +105,16 @@ class Listings(DaemonTest):
         auto = "AUTO_START=restore\n"
         counts = attempts + threshold + "FAILURE_COUNT=1\n"
         net = ("NAME=net\nTYPE=listener\nTARGET=ONLINE on alpha\nTARGET=ONLINE on beta\n"
-               "STATE=ONLINE on alpha\nSTATE=OFFLINE on beta\n\n")
+               "STATE=ONLINE on alpha\nSTATE=UNKNOWN on beta\n\n")
         row = "db1            application    {}ONLINE    ONLINE    alpha       \n"
         net_row = "net            listener       {}ONLINE    {:10}{:12}\n"
         self.shows([
             ("", 0, db1 + ends + net), ("db1", 0, db1 + ends), ("net db1 net", 0, db1 + ends + net),
             ("-t", 0, TABLE + row.format("") + net_row.format("", "ONLINE", "alpha")
-             + net_row.format("", "OFFLINE", "beta")),
+             + net_row.format("", "UNKNOWN", "beta")),  # beta is not up
             ("-t -v db1", 0, WIDE + row.format("2/5    1/3    ")),
             ("-t -v net", 0, WIDE + net_row.format(" -     /      ", "ONLINE", "alpha")
-             + net_row.format(" -     4/     ", "OFFLINE", "beta")),
+             + net_row.format(" -     4/     ", "UNKNOWN", "beta")),
             ("-ls", 0, RIGHTS + "".join(f"{name:15}{'root':15}{'root':25}rwxr-xr--\n"
                                         for name in ("db1", "net"))),
             ("-v db1", 0, db1 + auto + counts + ends),
