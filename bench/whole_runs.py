@@ -16,11 +16,13 @@ import os
 import pathlib
 import signal
 import socket
+import statistics
 import struct
 import subprocess
 import sys
 import tempfile
 
+ROUNDS = 10
 LAYOUTS = {'default': ([], []), '-t': (['-t'], ['table']), '-ls': (['-ls'], ['list'])}
 
 
@@ -85,11 +87,16 @@ def peak_memory(command, env):
 
 
 def medians(commands, env, folder, runs):
+    """The commands take turns in short rounds: other work on the machine then hits all alike."""
     out = folder / 'times.json'
-    subprocess.run(['hyperfine', '-N', '--warmup', '5', '--runs', str(runs), '--style', 'none',
-                    '--export-json', str(out), *commands], env=env, check=True,
-                   stdout=subprocess.DEVNULL)
-    return [result['median'] * 1000 for result in json.loads(out.read_text())['results']]
+    times = [[] for _ in commands]
+    for _ in range(ROUNDS):
+        subprocess.run(['hyperfine', '-N', '--warmup', '1', '--runs', str(max(2, runs // ROUNDS)),
+                        '--style', 'none', '--export-json', str(out), *commands],
+                       env=env, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        for own, result in zip(times, json.loads(out.read_text())['results']):
+            own.extend(result['times'])
+    return [statistics.median(own) * 1000 for own in times]
 
 
 def measure(build, count, runs):
@@ -120,7 +127,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split('\n', maxsplit=1)[0])
     parser.add_argument('build', type=pathlib.Path)
     parser.add_argument('--sizes', default='1,1000,20000')
-    parser.add_argument('--runs', type=int, default=50)
+    parser.add_argument('--runs', type=int, default=100)
     arguments = parser.parse_args()
     build = arguments.build.resolve()
     print(f'{"resources":>9} {"layout":8} {"command ms":>10} {"floor ms":>9} {"ratio":>6} '
