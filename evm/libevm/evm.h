@@ -34,59 +34,38 @@ extern "C" {
 
 // --- Status codes and basic types ----------------------------------------------------------------
 
+// clang-format off
 typedef enum EvmStatus_t EVM_INT32 {
-    EvmERROR_NONE = 0,
-    EvmERROR_NOT_IMPLEMENTED = 1,
-    EvmERROR_INVALID_ARGUMENT = 2,
-    EvmERROR_NOT_SET = 3,
-    EvmERROR_NOT_PRESENT = 4,
-    EvmERROR_PROTOCOL_MISMATCH = 5,
-    EvmERROR_NO_MEMORY = 6,
-    EvmERROR_INVALID_VARARGS_LIST = 7,
-    EvmERROR_FILTER_NOT_VALID = 8,
-    EvmERROR_INVALID_VALUE = 9,
-    EvmERROR_NOT_INITIALIZED = 10,
-    EvmERROR_SELECT = 11,
-    EvmERROR_SERVICE_TERMINATED = 12,
-    EvmERROR_CONNECT = 13,
-    EvmERROR_READ = 14,
-    EvmERROR_WRITE = 15,
-    EvmERROR_OPEN = 16,
-    EvmERROR_EVENT_REJECTED = 17,
-    EvmERROR_RESOURCE = 18,
-    EvmERROR_SEQUENCE = 19,
-    EvmERROR_CONNECTION_LOST = 20,
-    EvmERROR_INVALID_OPERATION = 21,
-    EvmERROR_INVALID_MESSAGE = 22,
-    EvmERROR_PARTIAL = 23,
-    EvmERROR_WOULDBLOCK = 24,
-    EvmERROR_TIMEOUT = 25,
-    EvmERROR_QUEUE_FULL = 26,
-    EvmERROR_PROTOCOL = 27,
-    EvmERROR_INTERRUPT_LEVEL = 28,
-    EvmERROR_EOF = 29,
-    EvmERROR_SIGNAL = 30,
-    EvmERROR_SYNCHRONIZATION_FAILURE = 31,
-    EvmERROR_EVENT_NOT_VALID = 32,
-    EvmERROR_QUEUED = 33,
-    EvmERROR_CONNECTION_REFUSED = 34,
-    EvmERROR_TOO_MANY_ITEMS = 35,
+    EvmERROR_NONE = 0,                             EvmERROR_NOT_IMPLEMENTED = 1,
+    EvmERROR_INVALID_ARGUMENT = 2,                 EvmERROR_NOT_SET = 3,
+    EvmERROR_NOT_PRESENT = 4,                      EvmERROR_PROTOCOL_MISMATCH = 5,
+    EvmERROR_NO_MEMORY = 6,                        EvmERROR_INVALID_VARARGS_LIST = 7,
+    EvmERROR_FILTER_NOT_VALID = 8,                 EvmERROR_INVALID_VALUE = 9,
+    EvmERROR_NOT_INITIALIZED = 10,                 EvmERROR_SELECT = 11,
+    EvmERROR_SERVICE_TERMINATED = 12,              EvmERROR_CONNECT = 13,
+    EvmERROR_READ = 14,                            EvmERROR_WRITE = 15,
+    EvmERROR_OPEN = 16,                            EvmERROR_EVENT_REJECTED = 17,
+    EvmERROR_RESOURCE = 18,                        EvmERROR_SEQUENCE = 19,
+    EvmERROR_CONNECTION_LOST = 20,                 EvmERROR_INVALID_OPERATION = 21,
+    EvmERROR_INVALID_MESSAGE = 22,                 EvmERROR_PARTIAL = 23,
+    EvmERROR_WOULDBLOCK = 24,                      EvmERROR_TIMEOUT = 25,
+    EvmERROR_QUEUE_FULL = 26,                      EvmERROR_PROTOCOL = 27,
+    EvmERROR_INTERRUPT_LEVEL = 28,                 EvmERROR_EOF = 29,
+    EvmERROR_SIGNAL = 30,                          EvmERROR_SYNCHRONIZATION_FAILURE = 31,
+    EvmERROR_EVENT_NOT_VALID = 32,                 EvmERROR_QUEUED = 33,
+    EvmERROR_CONNECTION_REFUSED = 34,              EvmERROR_TOO_MANY_ITEMS = 35,
     EvmERROR_LAST = 36 ///< end of the range; also what failures of the identity service give
 } EvmStatus_t;
+// clang-format on
 
 typedef enum EvmBoolean_t EVM_UINT32 { EvmFALSE = 0, EvmTRUE = 1 } EvmBoolean_t;
 
 typedef int64_t EvmPid_t;
 typedef uint64_t EvmTimestamp_t; ///< seconds since the epoch
-typedef uint16_t EvmPriority_t;
-typedef uint16_t EvmVersion_t;
-typedef uint32_t EvmEventId_t;
+typedef uint16_t EvmPriority_t, EvmVersion_t;
 typedef uint32_t EvmIpAddress_t; ///< the first of the four numbers is the lowest-order byte
-typedef uint32_t EvmSize_t;
-typedef uint32_t EvmCount_t;
-typedef int32_t EvmMemberId_t;
-typedef int32_t EvmI18NMsgId_t;
-typedef int32_t EvmI18NSetId_t;
+typedef uint32_t EvmEventId_t, EvmSize_t, EvmCount_t;
+typedef int32_t EvmMemberId_t, EvmI18NMsgId_t, EvmI18NSetId_t;
 typedef const char* EvmString_t;
 typedef const char* EvmVarName_t;
 typedef uint64_t EvmItemMask_t; ///< a set of bits indexed by item id
@@ -98,73 +77,47 @@ typedef struct EvmEventHandle_s* EvmEvent_t;
 
 // --- Data items and variables --------------------------------------------------------------------
 
+// clang-format off
 typedef enum EvmItemId_t EVM_UINT32 {
     EvmITEM_NONE = 0, ///< ends an item list
-    EvmITEM_NAME = 1,
-    EvmITEM_FIRST = 1,
-    EvmITEM_UNUSED_1 = 2,
-    EvmITEM_KERNEL_ONLY = 3,
-    EvmITEM_CLUSTER_EVENT = 4,
-    EvmITEM_PRIORITY = 5,
-    EvmITEM_PID = 6,
-    EvmITEM_PPID = 7,
-    EvmITEM_EVENT_ID = 8,
-    EvmITEM_MEMBER_ID = 9,
-    EvmITEM_TIMESTAMP = 10,
-    EvmITEM_HOST_IP = 11,
-    EvmITEM_REPEAT_COUNT = 12,
-    EvmITEM_LAST_TIMESTAMP = 13,
-    EvmITEM_I18N_MSG_ID = 14,
-    EvmITEM_I18N_SET_ID = 15,
-    EvmITEM_I18N_CATALOG = 16,
-    EvmITEM_CLUSTER_IP = 17,
-    EvmITEM_HOST_NAME = 18,
-    EvmITEM_CLUSTER_NAME = 19,
-    EvmITEM_USER_NAME = 20,
-    EvmITEM_FORMAT = 21,
-    EvmITEM_REF = 22,
-    EvmITEM_PREDEFINED_MAX = 22,
-    EvmITEM_VAR = 23,
-    EvmITEM_MAX = 23,
+    EvmITEM_NAME = 1,                              EvmITEM_FIRST = 1,
+    EvmITEM_UNUSED_1 = 2,                          EvmITEM_KERNEL_ONLY = 3,
+    EvmITEM_CLUSTER_EVENT = 4,                     EvmITEM_PRIORITY = 5,
+    EvmITEM_PID = 6,                               EvmITEM_PPID = 7,
+    EvmITEM_EVENT_ID = 8,                          EvmITEM_MEMBER_ID = 9,
+    EvmITEM_TIMESTAMP = 10,                        EvmITEM_HOST_IP = 11,
+    EvmITEM_REPEAT_COUNT = 12,                     EvmITEM_LAST_TIMESTAMP = 13,
+    EvmITEM_I18N_MSG_ID = 14,                      EvmITEM_I18N_SET_ID = 15,
+    EvmITEM_I18N_CATALOG = 16,                     EvmITEM_CLUSTER_IP = 17,
+    EvmITEM_HOST_NAME = 18,                        EvmITEM_CLUSTER_NAME = 19,
+    EvmITEM_USER_NAME = 20,                        EvmITEM_FORMAT = 21,
+    EvmITEM_REF = 22,                              EvmITEM_PREDEFINED_MAX = 22,
+    EvmITEM_VAR = 23,                              EvmITEM_MAX = 23,
 
     EvmITEM_HDR_EXT_SIZE = 512, ///< internal: marks a record's header extension
     EvmITEM_FORMATTED = 513,    ///< internal
 
     /// Only in item lists: one variable of the type named.
-    EvmITEM_VAR_BOOLEAN = 1024,
-    EvmITEM_VAR_CHAR = 1025,
-    EvmITEM_VAR_INT16 = 1026,
-    EvmITEM_VAR_INT32 = 1027,
-    EvmITEM_VAR_INT64 = 1028,
-    EvmITEM_VAR_UINT8 = 1029,
-    EvmITEM_VAR_UINT16 = 1030,
-    EvmITEM_VAR_UINT32 = 1031,
-    EvmITEM_VAR_UINT64 = 1032,
-    EvmITEM_VAR_FLOAT = 1033,
-    EvmITEM_VAR_DOUBLE = 1034,
-    EvmITEM_VAR_STRING = 1035,
-    EvmITEM_VAR_STRING_I18N = 1036,
-    EvmITEM_VAR_OPAQUE = 1037
+    EvmITEM_VAR_BOOLEAN = 1024,                    EvmITEM_VAR_CHAR = 1025,
+    EvmITEM_VAR_INT16 = 1026,                      EvmITEM_VAR_INT32 = 1027,
+    EvmITEM_VAR_INT64 = 1028,                      EvmITEM_VAR_UINT8 = 1029,
+    EvmITEM_VAR_UINT16 = 1030,                     EvmITEM_VAR_UINT32 = 1031,
+    EvmITEM_VAR_UINT64 = 1032,                     EvmITEM_VAR_FLOAT = 1033,
+    EvmITEM_VAR_DOUBLE = 1034,                     EvmITEM_VAR_STRING = 1035,
+    EvmITEM_VAR_STRING_I18N = 1036,                EvmITEM_VAR_OPAQUE = 1037
 } EvmItemId_t;
 
 typedef enum EvmVarType_t EVM_UINT32 {
-    EvmTYPE_NONE = 0,
-    EvmTYPE_BOOLEAN = 1,
-    EvmTYPE_FIRST = 1,
-    EvmTYPE_CHAR = 2,
-    EvmTYPE_INT16 = 3,
-    EvmTYPE_INT32 = 4,
-    EvmTYPE_INT64 = 5,
-    EvmTYPE_UINT8 = 6,
-    EvmTYPE_UINT16 = 7,
-    EvmTYPE_UINT32 = 8,
-    EvmTYPE_UINT64 = 9,
-    EvmTYPE_FLOAT = 10,
-    EvmTYPE_DOUBLE = 11,
-    EvmTYPE_STRING = 12,
-    EvmTYPE_OPAQUE = 13,
-    EvmTYPE_MAX = 13
+    EvmTYPE_NONE = 0,                              EvmTYPE_BOOLEAN = 1,
+    EvmTYPE_FIRST = 1,                             EvmTYPE_CHAR = 2,
+    EvmTYPE_INT16 = 3,                             EvmTYPE_INT32 = 4,
+    EvmTYPE_INT64 = 5,                             EvmTYPE_UINT8 = 6,
+    EvmTYPE_UINT16 = 7,                            EvmTYPE_UINT32 = 8,
+    EvmTYPE_UINT64 = 9,                            EvmTYPE_FLOAT = 10,
+    EvmTYPE_DOUBLE = 11,                           EvmTYPE_STRING = 12,
+    EvmTYPE_OPAQUE = 13,                           EvmTYPE_MAX = 13
 } EvmVarType_t;
+// clang-format on
 
 typedef union EvmVarValue_t {
     EvmString_t STRING;
@@ -193,27 +146,17 @@ typedef struct EvmVarStruct_t {
 
 /// The value of one item, in the member named after it.
 typedef union EvmItemValue_t {
-    EvmString_t NAME;
-    EvmBoolean_t KERNEL_ONLY;
-    EvmBoolean_t CLUSTER_EVENT;
+    EvmString_t NAME, I18N_CATALOG, HOST_NAME, CLUSTER_NAME, USER_NAME, FORMAT, REF;
+    EvmBoolean_t KERNEL_ONLY, CLUSTER_EVENT;
     EvmPriority_t PRIORITY;
     EvmMemberId_t MEMBER_ID;
-    EvmPid_t PID;
-    EvmPid_t PPID;
+    EvmPid_t PID, PPID;
     EvmEventId_t EVENT_ID;
-    EvmTimestamp_t TIMESTAMP;
-    EvmIpAddress_t HOST_IP;
+    EvmTimestamp_t TIMESTAMP, LAST_TIMESTAMP;
+    EvmIpAddress_t HOST_IP, CLUSTER_IP;
     EvmI18NMsgId_t I18N_MSG_ID;
     EvmI18NSetId_t I18N_SET_ID;
-    EvmString_t I18N_CATALOG;
     EvmCount_t REPEAT_COUNT;
-    EvmTimestamp_t LAST_TIMESTAMP;
-    EvmIpAddress_t CLUSTER_IP;
-    EvmString_t HOST_NAME;
-    EvmString_t CLUSTER_NAME;
-    EvmString_t USER_NAME;
-    EvmString_t FORMAT;
-    EvmString_t REF;
     const EvmVarStruct_t* VAR;
 } EvmItemValue_t;
 
@@ -226,33 +169,27 @@ typedef char** EvmVarList_t;        ///< names, ended by a null pointer
 // sequence of blocks, each a multiple of 8 bytes, up to control.size. A version 1 record lacks the
 // two extension words: its header is 112 bytes.
 
+// clang-format off
 typedef enum EvmDataBlockType_t EVM_UINT32 {
-    EvmDATABLOCK_NONE = 0,
-    EvmDATABLOCK_EVENT = 1
+    EvmDATABLOCK_NONE = 0,                         EvmDATABLOCK_EVENT = 1
 } EvmDataBlockType_t;
 
 /// Bit numbers in the header's `flags`.
 typedef enum EvmFlagItems_t EVM_UINT32 {
-    EvmFLAG_CLUSTER_EVENT = 1,
-    EvmFLAG_KERNEL_ONLY = 2,
-    EvmFLAG_KERNEL_POSTED = 3,
-    EvmFLAG_EXTERNALLY_POSTED = 4,
+    EvmFLAG_CLUSTER_EVENT = 1,                     EvmFLAG_KERNEL_ONLY = 2,
+    EvmFLAG_KERNEL_POSTED = 3,                     EvmFLAG_EXTERNALLY_POSTED = 4,
     EvmFLAG_CHECKSUM_PRESENT = 5
 } EvmFlagItems_t;
+// clang-format on
 
 /// The communication header that every message and record begins with.
 typedef struct EvmCommunicationHeader_t {
     uint32_t size_clscmsgh; ///< length of the whole message
-    uint16_t type_clscmsgh;
-    uint16_t flags_clscmsgh;
-    uint8_t majorproduct_clscversinf;
-    uint8_t minorproduct_clscversinf;
-    uint8_t majorprotocol_clscversinf;
-    uint8_t minorprotocol_clscversinf;
-    uint32_t seqnum_clscmsgh;
-    uint32_t compid_clscmsgh;
-    uint16_t conid_clscmsgh;
-    uint16_t resvd1_clscmsgh;
+    uint16_t type_clscmsgh, flags_clscmsgh;
+    uint8_t majorproduct_clscversinf, minorproduct_clscversinf;
+    uint8_t majorprotocol_clscversinf, minorprotocol_clscversinf;
+    uint32_t seqnum_clscmsgh, compid_clscmsgh;
+    uint16_t conid_clscmsgh, resvd1_clscmsgh;
     uint32_t clntid_clscmsgh;
     uint32_t resvd2_clscmsgh[5];
 } EvmCommunicationHeader_t;
@@ -429,30 +366,27 @@ EVM_API EvmStatus_t EvmVarFormat2(EvmEvent_t event, const char* name, char** tex
 
 typedef struct EvmConnection_s* EvmConnection_t;
 
+// clang-format off
 typedef enum EvmConnectionType_t EVM_UINT32 {
-    EvmCONNECTION_POST = 0,
-    EvmCONNECTION_LISTEN = 1,
+    EvmCONNECTION_POST = 0,                        EvmCONNECTION_LISTEN = 1,
     EvmCONNECTION_SERVICE = 2
 } EvmConnectionType_t;
 
 typedef enum EvmResponseMode_t EVM_UINT32 {
-    EvmRESPONSE_WAIT = 0,
-    EvmRESPONSE_CALLBACK = 1,
+    EvmRESPONSE_WAIT = 0,                          EvmRESPONSE_CALLBACK = 1,
     EvmRESPONSE_IGNORE = 2
 } EvmResponseMode_t;
 
 typedef enum EvmTransportType_t EVM_UINT32 {
-    EvmTRANSPORT_DOMAIN_SOCKET = 0,
-    EvmTRANSPORT_TCPIP = 1
+    EvmTRANSPORT_DOMAIN_SOCKET = 0,                EvmTRANSPORT_TCPIP = 1
 } EvmTransportType_t;
 
 typedef enum EvmConnectionState_t EVM_UINT32 {
-    EvmCONNECT_NONE = 0,
-    EvmCONNECT_SETUP = 1,
-    EvmCONNECT_REQUEST_SENT = 2,
-    EvmCONNECT_AUTHENTICATED = 3,
+    EvmCONNECT_NONE = 0,                           EvmCONNECT_SETUP = 1,
+    EvmCONNECT_REQUEST_SENT = 2,                   EvmCONNECT_AUTHENTICATED = 3,
     EvmCONNECT_COMPLETED = 4
 } EvmConnectionState_t;
+// clang-format on
 
 /// Where the daemon is. A domain socket's name is the daemon's address, null for the default one.
 typedef struct EvmTransport_t {
@@ -468,17 +402,15 @@ typedef struct EvmTransport_t {
     } info;
 } EvmTransport_t;
 
+// clang-format off
 typedef enum EvmCallbackReason_t EVM_UINT32 {
-    EvmREASON_POST_COMPLETE = 0,
-    EvmREASON_EVENT_DELIVERED = 1,
-    EvmREASON_SUBSCRIBE_COMPLETE = 2,
-    EvmREASON_TEMPLATE_INFO_DELIVERED = 3,
-    EvmREASON_REGISTRATION_DELIVERED = 4,
-    EvmREASON_EVENTS_MISSED = 5,
-    EvmREASON_KBUFF_OVERFLOW = 6,
-    EvmREASON_CESUBSCRIBE_COMPLETE = 7,
+    EvmREASON_POST_COMPLETE = 0,                   EvmREASON_EVENT_DELIVERED = 1,
+    EvmREASON_SUBSCRIBE_COMPLETE = 2,              EvmREASON_TEMPLATE_INFO_DELIVERED = 3,
+    EvmREASON_REGISTRATION_DELIVERED = 4,          EvmREASON_EVENTS_MISSED = 5,
+    EvmREASON_KBUFF_OVERFLOW = 6,                  EvmREASON_CESUBSCRIBE_COMPLETE = 7,
     EvmREASON_CEUNSUBSCRIBE_COMPLETE = 8
 } EvmCallbackReason_t;
+// clang-format on
 
 typedef void* EvmCallbackArg_t;
 
@@ -514,7 +446,7 @@ struct cls_timeval {
     int64_t tv_usec;
 };
 
-/// Connects and completes the handshake, for as long as the daemon takes to answer it. A null
+/// Both connect and complete the handshake, for as long as the daemon takes to answer it. A null
 /// transport is the default address of the node's daemon; TCP/IP transports are refused once their
 /// host was found. EvmRESPONSE_CALLBACK needs a callback, EvmCONNECTION_LISTEN that mode.
 /// EvmERROR_INVALID_ARGUMENT for arguments out of range, an address of 256 characters or more, and
@@ -523,7 +455,6 @@ struct cls_timeval {
 EVM_API EvmStatus_t EvmConnCreate(EvmConnectionType_t a_type, EvmResponseMode_t a_responseMode,
                                   EvmTransport_t* a_transport, EvmCallback_t a_callback,
                                   EvmCallbackArg_t a_callbackArg, EvmConnection_t* a_conn_p);
-/// The same.
 EVM_API EvmStatus_t EvmConnCreateStep(EvmConnectionType_t a_type, EvmResponseMode_t a_responseMode,
                                       EvmTransport_t* a_transport, EvmCallback_t a_callback,
                                       EvmCallbackArg_t a_callbackArg, EvmConnection_t* a_conn_p);
