@@ -6,6 +6,7 @@
 #include "tav/comm/Connection.h"
 #include "tav/comm/OpenConns.h"
 #include "tav/comm/PeerAddresses.h"
+#include "tav/registry/clsgenv.h"
 #include "tav/ui/cmd/tavNames.h"
 
 #include <algorithm>
@@ -42,6 +43,8 @@ int exchangeWith(const std::string& node, const TAV::Container& request,
         TAV::Container* received = nullptr;
         const int result = connection.invokepeer(request, &received, node);
         if (result == TAV::CONNECTION_OK) reply.reset(received);
+        // The registry that was asked for the address may have been exchanged since it was opened.
+        if (result == TAV::CONNECTION_SETUP_FAILED) clsgenvterm();
         return result;
     } catch (const cls::Exception& error) {
         logLine("asking node ", node, ": ", printable(error.what()));

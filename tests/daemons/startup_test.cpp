@@ -41,6 +41,16 @@ TEST(Startup, TellsInOneLineWhyItCannotServe) {
         {"cluster_registry = dir:made\nruntime_dir = /" + std::string(120, 'x') + "\n", home, "",
          "runtime_dir /" + std::string(120, 'x') +
              " is too long for a socket; set a shorter one in node.conf"},
+        {"cluster_registry = dir:made\ncluster_dir = startup.conf\n", home, "",
+         "cannot join the cluster: " + conf},
+        {"cluster_registry = dir:made\nnodes = 1:alpha, 2:beta\n"
+         "peer_address = (ADDRESS=(PROTOCOL=tcp)(HOST=192.0.2.1)(PORT=0))\n",
+         home, "",
+         "cannot listen at peer_address (ADDRESS=(PROTOCOL=tcp)(HOST=192.0.2.1)(PORT=0)): "},
+        {"peer_address = (ADDRESS=(PROTOCOL=tcp)(HOST=::)(PORT=1))\n", home, "",
+         conf + ": line 3: key 'peer_address': the host '::' is none that other nodes can reach"},
+        {"peer_address = (ADDRESS=(PROTOCOL=ipc)(KEY=k))\n", home, "",
+         conf + ": line 3: key 'peer_address': '(ADDRESS=(PROTOCOL=ip...' is not (ADDRESS="},
     };
     const TestRegistry empty;
     const TestRegistry made("made", {"VORN.CUR", "VORN.SEC"});
