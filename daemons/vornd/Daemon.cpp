@@ -174,6 +174,7 @@ void Daemon::start() {
 void Daemon::refresh() {
     m_source->refresh();
     m_levels.refresh();
+    m_keeper->refresh();
 }
 
 /// Nobody takes over for this node before it says nothing any more.

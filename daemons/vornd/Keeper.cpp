@@ -48,6 +48,10 @@ bool Keeper::start() {
     return m_thread.start([this] { follow(); });
 }
 
+void Keeper::refresh() {
+    m_again = true;
+}
+
 /// The thread's wait ends with the membership; at the latest with its tick.
 void Keeper::stop() {
     if (m_stopping.exchange(true)) return;
@@ -58,21 +62,23 @@ void Keeper::stop() {
 
 void Keeper::follow() {
     while (!m_stopping) {
-        try {
-            step();
-        } catch (const cls::Exception& error) {
-            complain(firstLine(error.what()));
-        } catch (const std::exception& error) {
-            complain(error.what());
-        }
+        m_peers.endOverdue();
+        if (m_again.exchange(false)) owe();
+        if (m_owed) tryOwed();
+        if (const std::optional<Members> up = m_membership.wait(TICK); up && !m_stopping)
+            takeMembers(*up);
     }
 }
 
-void Keeper::step() {
-    m_peers.endOverdue();
-    if (m_owed) doOwed();
-    if (const std::optional<Members> up = m_membership.wait(TICK); up && !m_stopping)
-        takeMembers(*up);
+/// What fails is tried again with the next tick.
+void Keeper::tryOwed() {
+    try {
+        doOwed();
+    } catch (const cls::Exception& error) {
+        complain(firstLine(error.what()));
+    } catch (const std::exception& error) {
+        complain(error.what());
+    }
 }
 
 void Keeper::takeMembers(const Members& up) {
@@ -92,11 +98,14 @@ void Keeper::takeMembers(const Members& up) {
         }
     }
     m_up = std::move(shown);
+    owe();
+}
+
+void Keeper::owe() {
     m_owed = true;
     m_published = false;
 }
 
-/// What fails here is tried again with the next tick.
 void Keeper::doOwed() {
     publish();
     const bool isMaster = TAV::Cluster::amMaster();

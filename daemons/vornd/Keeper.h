@@ -26,6 +26,8 @@ public:
     /// Learns who is up and tries to publish the endpoint, then follows on its thread; false when
     /// none can be started.
     bool start();
+    /// Looks with the next tick whether everything is as it should be. Thread-safe.
+    void refresh();
     /// Withdraws the endpoint and leaves the cluster. May be called twice.
     void stop();
 
@@ -37,7 +39,8 @@ public:
 
 private:
     void follow();
-    void step();
+    void tryOwed();
+    void owe();
     void takeMembers(const Members& up);
     void doOwed();
     void publish();
@@ -54,6 +57,7 @@ private:
     Membership m_membership;
     Thread m_thread;
     std::atomic<bool> m_stopping{false};
+    std::atomic<bool> m_again{false};
 
     // The thread's own once it runs.
     Members m_up;

@@ -15,7 +15,7 @@ constexpr const char* USAGE =
     "Serves the resources of this node's cluster to the status command, in the foreground, and\n"
     "checks those that this node hosts.\n"
     "node.conf, found through VORN_NODE_CONF, names the cluster registry that holds them; action\n"
-    "scripts lie below ZEL_VORN_HOME.\n"
+    "scripts lie below ZEL_VORN_HOME. The nodes of a cluster share registry and cluster_dir.\n"
     "SIGTERM and SIGINT end it, SIGHUP makes it read the registry anew.\n";
 
 constexpr int STATUS_FAILED = 1;
