@@ -1,17 +1,8 @@
 #include "tests/platform/clsc_support.h"
 #include "tests/platform/node_support.h"
 
-#include <gtest/gtest.h>
 #include <pwd.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <atomic>
-#include <csignal>
-#include <thread>
 
 namespace {
 
@@ -126,26 +117,6 @@ TEST(ClscConnect, FullQueueIsWaitedForWithinTheLimit) {
     EXPECT_EQ(send_message(later, message(48)), CLSC_OK);
 }
 
-TEST(ClscConnect, OnlyTrustedUsersAreTalkedTo) {
-    if (geteuid() != 0) GTEST_SKIP() << "needs the superuser";
-    const std::string folder = endpoint_path("");
-    const std::string path = endpoint_path("stranger");
-    ASSERT_EQ(chmod(folder.c_str(), 0777), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        umask(0);
-        if (setgid(1) != 0 || setuid(1) != 0) _exit(1);
-        const platform::Descriptor listener = raw_listener(path, 8);
-        pause();
-    }
-    for (int i = 0; i < 500 && connect_result(ipc("stranger")) != CLSC_OK; ++i) nap(10);
-    EXPECT_EQ(connect_result(ipc("stranger")), CLSC_OK);
-    EXPECT_EQ(connect_result(ipc("stranger"), CLSC_OPT_LOCAL), CLSC_REFUSED);
-    EXPECT_EQ(chmod(folder.c_str(), 0755), 0);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-}
-
 TEST(ClscListen, EndpointIsOpenToAllUsersAndGoneAfterwards) {
     const mode_t before = umask(0077);
     const Handle listener = listen_at(ipc("mode"));
@@ -187,14 +158,11 @@ TEST(ClscListen, OfManyStartersOneWins) {
         // Left behind by a dead process, so that every starter sees a reason to replace it.
         raw_listener(endpoint_path("race"), 1);
         std::vector<Handle> listeners(4);
-        std::vector<std::thread> starters;
         std::atomic<std::size_t> ready{0};
-        for (Handle& listener : listeners)
-            starters.emplace_back([&] {
-                for (++ready; ready != listeners.size();) std::this_thread::yield();
-                listener = listen_at(ipc("race"));
-            });
-        for (std::thread& starter : starters) starter.join();
+        on_threads(listeners.size(), [&](std::size_t starter) {
+            for (++ready; ready != listeners.size();) std::this_thread::yield();
+            listeners[starter] = listen_at(ipc("race"));
+        });
         EXPECT_EQ(std::count(listeners.begin(), listeners.end(), nullptr), 3);
         EXPECT_EQ(connect_result(ipc("race")), CLSC_OK);
     }

@@ -1,13 +1,9 @@
 #include "tests/platform/clsc_support.h"
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
-#include <atomic>
-#include <csignal>
 #include <optional>
-#include <thread>
 
 namespace {
 

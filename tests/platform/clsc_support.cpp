@@ -3,12 +3,7 @@
 #include "platform/local/socket_address.h"
 #include "tests/platform/node_support.h"
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
-
-#include <cstring>
-#include <filesystem>
-#include <thread>
 
 clscugblm* shared_area() {
     static clscugblm* const area = [] {

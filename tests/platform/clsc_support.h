@@ -2,10 +2,7 @@
 
 #include "platform/include/clsc.h"
 #include "platform/local/descriptor.h"
-
-#include <chrono>
-#include <memory>
-#include <string>
+#include "tests/platform/node_support.h"
 
 /// What the tests of the message layer share: handles that clean up after themselves, addresses of
 /// this test's node, and messages as bytes.

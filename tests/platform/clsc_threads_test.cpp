@@ -1,12 +1,6 @@
 #include "tests/platform/clsc_support.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <filesystem>
-#include <functional>
 #include <future>
-#include <thread>
 
 namespace {
 
@@ -113,12 +107,7 @@ TEST(ClscThreads, ManyShareAnArea) {
                 if (++answered == THREADS * ROUNDS) clscconquiesce(listener.get(), 0);
             }
         };
-        std::vector<std::thread> threads;
-        for (int i = 0; i < THREADS; ++i) {
-            threads.emplace_back(ask);
-            threads.emplace_back(serve);
-        }
-        for (std::thread& thread : threads) thread.join();
+        on_threads(2 * THREADS, [&](std::size_t i) { i % 2 == 0 ? ask() : serve(); });
         EXPECT_EQ(answered, THREADS * ROUNDS);
     }
     EXPECT_EQ(open_descriptors(), before);

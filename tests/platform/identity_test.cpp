@@ -1,10 +1,6 @@
 #include "platform/include/identity.h"
 #include "tests/platform/node_support.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-
 namespace {
 
 constexpr std::uint32_t DAEMON = 1; ///< an ordinary user of every machine, as is its group

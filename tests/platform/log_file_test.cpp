@@ -2,17 +2,10 @@
 #include "platform/local/log_file.h"
 #include "tests/platform/node_support.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <regex>
 #include <set>
-#include <thread>
 
 namespace {
 
@@ -44,27 +37,16 @@ constexpr int LINES = 600;
 
 int appendFromThreads(LogFile& log, int process) {
     std::atomic<int> failed{0};
-    std::vector<std::thread> threads;
-    for (int thread = 0; thread < THREADS; ++thread)
-        threads.emplace_back([&, thread] {
-            for (int number = 0; number < LINES; ++number)
-                failed += !log.append(testLine(process, thread, number));
-        });
-    for (std::thread& thread : threads) thread.join();
+    on_threads(THREADS, [&](std::size_t thread) {
+        for (int number = 0; number < LINES; ++number)
+            failed += !log.append(testLine(process, static_cast<int>(thread), number));
+    });
     return failed == 0 ? 0 : 1;
-}
-
-std::vector<std::string> linesOf(const std::string& path, const std::string& with = "") {
-    std::vector<std::string> found;
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);)
-        if (line.find(with) != std::string::npos) found.push_back(line);
-    return found;
 }
 
 /// Lines of the program's own log file that hold `text`.
 std::vector<std::string> loggedLines(const std::string& text) {
-    return linesOf(test_folder() + "/log/platform_tests.log", text);
+    return lines_of(test_folder() + "/log/platform_tests.log", text);
 }
 
 } // namespace
@@ -72,20 +54,18 @@ std::vector<std::string> loggedLines(const std::string& text) {
 TEST_F(LogFileTest, ManyProcessesAndThreadsLoseAndMixNothing) {
     constexpr int processes = 4;
     constexpr std::size_t limit = 128 * 1024;
+    std::vector<pid_t> children;
     for (int process = 0; process < processes; ++process) {
         LogFile log(m_path, limit);
-        if (fork() == 0) _exit(appendFromThreads(log, process));
+        children.push_back(fork());
+        if (children.back() == 0) _exit(appendFromThreads(log, process));
     }
-    for (int process = 0; process < processes; ++process) {
-        int status = -1;
-        EXPECT_LT(0, wait(&status));
-        EXPECT_EQ(0, status);
-    }
+    for (const pid_t child : children) EXPECT_EQ(0, status_of(child));
 
     std::multiset<std::string> found;
     int files = 0;
     for (; fs::exists(numbered(files)); ++files) {
-        for (const std::string& line : linesOf(numbered(files))) found.insert(line + "\n");
+        for (const std::string& line : lines_of(numbered(files))) found.insert(line + "\n");
         // A second process that put the same file aside once more would leave a short one.
         EXPECT_LE(files == 0 ? 0 : limit - 100, fs::file_size(numbered(files))) << files;
     }
@@ -153,16 +133,4 @@ TEST(Diagnostics, LinesHaveTimeProcessAndComponent) {
     EXPECT_TRUE(std::regex_match(lines[0], std::regex(head + "DIAGTEST: marker one"))) << lines[0];
     EXPECT_TRUE(std::regex_match(lines[1], std::regex(head + "default: marker two"))) << lines[1];
     EXPECT_EQ(std::vector<std::string>{"\tforged"}, loggedLines("forged"));
-}
-
-TEST(Diagnostics, LevelsFilterLines) {
-    clsdcomp* const component = clsdcompreg("", "LEVELS", 0, 0, 1, nullptr);
-    EXPECT_EQ(12, clsdprint(component, 2, "filtered-out")) << "taken, though not written";
-    EXPECT_EQ(0, clsd_change_level("LEVELS", 2));
-    EXPECT_NE(0, clsd_change_level("NOSUCH", 2));
-    clsdprint(component, 2, "let-through");
-    component->flags |= CLSD_STATE_OFF;
-    clsdprint(component, 2, "filtered-out");
-    EXPECT_EQ(1U, loggedLines("let-through").size());
-    EXPECT_EQ(0U, loggedLines("filtered-out").size());
 }

@@ -3,10 +3,6 @@
 #include "platform/local/message_catalog.h"
 #include "tests/platform/node_support.h"
 
-#include <cstdlib>
-#include <cstring>
-#include <filesystem>
-
 namespace {
 
 namespace fs = std::filesystem;
@@ -26,11 +22,7 @@ protected:
     }
 
     void install(const std::string& language, const std::string& texts) const {
-        const std::string source = m_home + "/source.msg";
-        write_file(source, "$set 1\n" + texts);
-        fs::create_directories(fs::path(path(language)).parent_path());
-        fs::remove(path(language));
-        ASSERT_EQ(0, std::system(("gencat " + path(language) + " " + source).c_str()));
+        install_catalog(m_home, language, texts);
     }
 
     std::string m_home = test_folder() + "/home";

@@ -3,14 +3,6 @@
 #include "platform/local/node_config_file.h"
 #include "tests/platform/node_support.h"
 
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <vector>
-
 namespace {
 
 using Texts = std::vector<std::string>;
