@@ -3,15 +3,6 @@
 #include "tav/registry/clsgenvctx.h"
 #include "tests/registry/registry_support.h"
 
-#include <unistd.h>
-
-#include <atomic>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <thread>
-#include <vector>
-
 namespace {
 
 using namespace std::string_literals;
@@ -61,7 +52,7 @@ TEST_F(ClsgenvRegistry, LostLevelIsLeftAndClimbedBackToAfterAMinute) {
 TEST_F(ClsgenvRegistry, WithoutAnyLevelTheProcessEnds) {
     EXPECT_EQ(clsgenvinit(), 0);
     setDown(true);
-    const std::string store = testFolder() + "/zks";
+    const std::string store = test_folder() + "/zks";
     EXPECT_EXIT(
         {
             dup2(STDERR_FILENO, STDOUT_FILENO);

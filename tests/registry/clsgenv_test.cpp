@@ -1,12 +1,7 @@
 #include "tav/registry/clsgenv.h"
+#include "tests/support/test_node.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 #include <set>
-#include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -64,10 +59,8 @@ TEST(Clsgenv, WithoutRegistryEveryOperationFailsInItsOwnWay) {
 TEST(Clsgenv, ThreadsAgreeOnOneAnswer) {
     ::setenv("CLSGENV_TEST_THREADS", "shared", 1);
     std::vector<const char*> answers(8);
-    std::vector<std::thread> threads;
-    for (auto& kept : answers)
-        threads.emplace_back([&kept] { kept = clsgenv("CLSGENV_TEST_THREADS"); });
-    for (auto& thread : threads) thread.join();
+    on_threads(answers.size(),
+               [&](std::size_t i) { answers[i] = clsgenv("CLSGENV_TEST_THREADS"); });
     EXPECT_EQ(std::set<const char*>(answers.begin(), answers.end()).size(), 1u);
     EXPECT_EQ(text_of(answers[0]), "shared");
 }

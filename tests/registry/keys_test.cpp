@@ -2,10 +2,6 @@
 #include "tav/registry/tavzks.h"
 #include "tests/registry/registry_support.h"
 
-#include <atomic>
-#include <cstdlib>
-#include <thread>
-
 using namespace TAV;
 
 namespace {

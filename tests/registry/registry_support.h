@@ -1,11 +1,7 @@
 #pragma once
 
 #include "platform/include/registry.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
+#include "tests/support/test_node.h"
 
 /// This program runs as node 3, "alpha", of a node.conf in a temporary folder. Each test of the
 /// fixture has fresh registries and an open default context; the other tests have no registry.
@@ -24,6 +20,3 @@ protected:
     static std::string logged();
     static void expectLogged(const std::vector<std::string>& texts);
 };
-
-/// The temporary folder.
-const std::string& testFolder();

@@ -1,8 +1,6 @@
 #include "tav/registry/tavzks.h"
 #include "tests/registry/registry_support.h"
 
-#include <map>
-
 using namespace TAV;
 
 namespace {
