@@ -2,12 +2,7 @@
 
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <array>
-#include <csignal>
 #include <set>
 
 namespace {
@@ -79,16 +74,8 @@ const Change CHANGES[] = {
     {"create below a file",
      [](przks_ctx* c, const std::string& at) { set(c, at + ".f.n", "new"); },
      {}},
-    {"delete a file",
-     [](przks_ctx* c, const std::string& at) {
-         on_key(c, at + ".f", [&](przks_key* key) { return przks_delete_key(c, key); });
-     },
-     {}},
-    {"delete a tree",
-     [](przks_ctx* c, const std::string& at) {
-         on_key(c, at + ".g", [&](przks_key* key) { return przks_delete_key(c, key, 1); });
-     },
-     {}},
+    {"delete a file", [](przks_ctx* c, const std::string& at) { remove(c, at + ".f"); }, {}},
+    {"delete a tree", [](przks_ctx* c, const std::string& at) { remove(c, at + ".g"); }, {}},
     {"move a tree",
      [](przks_ctx* c, const std::string& at) { move(c, at + ".r", at + ".g.y.r", 0); },
      {}},
@@ -98,10 +85,9 @@ const Change CHANGES[] = {
     {"change security",
      [](przks_ctx* c, const std::string& at) {
          const przks_security secret{geteuid(), getegid(), 0600};
-         on_key(c, at + ".g",
-                [&](przks_key* key) { return przks_set_key_security(c, key, &secret); });
-         on_key(c, at + ".f",
-                [&](przks_key* key) { return przks_set_key_security(c, key, &secret); });
+         for (const char* const name : {".g", ".f"})
+             on_key(c, at + name,
+                    [&](przks_key* key) { return przks_set_key_security(c, key, &secret); });
      },
      {}},
 };
@@ -143,10 +129,10 @@ TEST_F(RegistryStore, AWriterKilledAtAnySystemCallLeavesTheOldOrTheNewState) {
             if (change.between.empty()) {
                 ASSERT_EQ(dump(ctx, at), after) << change.name << ", call " << calls;
             }
-            on_key(ctx, at, [&](przks_key* key) { return przks_delete_key(ctx, key, 1); });
+            remove(ctx, at);
         }
         EXPECT_GT(calls, 2) << change.name;
-        on_key(ctx, "whole", [&](przks_key* key) { return przks_delete_key(ctx, key, 1); });
+        remove(ctx, "whole");
     }
     przks_terminate(ctx);
 }

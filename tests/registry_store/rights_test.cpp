@@ -4,10 +4,6 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
 
 namespace fs = std::filesystem;
 
@@ -15,12 +11,13 @@ namespace {
 
 constexpr unsigned OTHER = 65534; ///< a user and group that owns nothing else
 
-bool become_other() {
-    return setgroups(0, nullptr) == 0 && setgid(OTHER) == 0 && setuid(OTHER) == 0;
-}
-
-bool is_root() {
-    return geteuid() == 0;
+/// What `work` answers in a process of the other user.
+std::string as_other(const std::function<std::string()>& work) {
+    return in_child([&] {
+        if (setgroups(0, nullptr) != 0 || setgid(OTHER) != 0 || setuid(OTHER) != 0)
+            return std::string("<not another user>");
+        return work();
+    });
 }
 
 przks_security security_of(przks_ctx* ctx, const std::string& name) {
@@ -53,14 +50,14 @@ std::string try_everything(przks_ctx* ctx, const std::string& name) {
         const przks_security mine{OTHER, OTHER, 0600};
         return przks_set_key_security(ctx, key, &mine);
     }));
-    note(on_key(ctx, name, [&](przks_key* key) { return przks_delete_key(ctx, key, 1); }));
+    note(remove(ctx, name));
     return all;
 }
 
 } // namespace
 
 TEST_F(RegistryStore, TheKernelDecidesWhatOtherUsersMay) {
-    if (!is_root()) GTEST_SKIP() << "only the superuser can become another user";
+    if (geteuid() != 0) GTEST_SKIP() << "only the superuser can become another user";
     const struct {
         const char* name;
         przks_security security;
@@ -84,11 +81,7 @@ TEST_F(RegistryStore, TheKernelDecidesWhatOtherUsersMay) {
     ASSERT_EQ(przks_create_key(m_ctx, nullptr, "lost", &not_in_group, nullptr), PRZKS_OK);
     ASSERT_EQ(chmod((m_store + "/keys/lost").c_str(), 0755), 0); // as a chmod by its owner does
     for (const auto& row : rows)
-        EXPECT_EQ(in_child([&] {
-                      if (!become_other()) return std::string("<not another user>");
-                      return try_everything(m_ctx, row.name);
-                  }),
-                  row.answers)
+        EXPECT_EQ(as_other([&] { return try_everything(m_ctx, row.name); }), row.answers)
             << row.name;
     EXPECT_EQ(get(m_ctx, "public") + get(m_ctx, "secret") + get(m_ctx, "secret.theirs"),
               "rootrootroot");
@@ -97,18 +90,13 @@ TEST_F(RegistryStore, TheKernelDecidesWhatOtherUsersMay) {
     set(m_ctx, "theirs.new", "root");
     EXPECT_EQ(security_of(m_ctx, "theirs.new").uid, OTHER) << "a new value is no new owner";
     set(m_ctx, "lost.roots", "root");
-    EXPECT_EQ(in_child([&] {
-                  if (!become_other()) return std::string("<not another user>");
-                  return std::to_string(set(m_ctx, "lost.roots", "other"));
-              }),
-              "0")
+    EXPECT_EQ(as_other([&] { return std::to_string(set(m_ctx, "lost.roots", "other")); }), "0")
         << "whose group is not theirs, and is not passed on";
     EXPECT_EQ(przks_clean(m_ctx), PRZKS_OK) << last_error(m_ctx);
     EXPECT_EQ(leftovers(), 0) << "what another user could not remove";
 
     fs::permissions(m_store, fs::perms::owner_all);
-    EXPECT_EQ(in_child([&] {
-                  if (!become_other()) return std::string("<not another user>");
+    EXPECT_EQ(as_other([&] {
                   const bool opened = open(PRZKS_REBOOT) != nullptr;
                   return std::to_string(opened) + std::to_string(m_status) + m_text;
               }).substr(0, 10),
@@ -162,7 +150,7 @@ TEST_F(RegistryStore, AFullOrReadOnlyDiskLeavesWhatWasThere) {
         all += std::to_string(set(ctx, "small", large)) + get(ctx, "small") + ' ';
         if (last_error(ctx).find("No space") == std::string::npos) all += last_error(ctx);
         int keys = 0; // so small that the number of files is what runs out
-        on_key(ctx, "fill.k0", [&](przks_key* key) { return przks_delete_key(ctx, key); });
+        remove(ctx, "fill.k0");
         while ((status = set(ctx, "many.k" + std::to_string(keys), "x")) == PRZKS_OK) ++keys;
         all += std::to_string(status) + ' ' + std::to_string(set(ctx, "small.sub", "y"));
         all += get(ctx, "small") + get(ctx, "small.sub") + get(ctx, "fill.k1").substr(0, 1);
@@ -171,8 +159,7 @@ TEST_F(RegistryStore, AFullOrReadOnlyDiskLeavesWhatWasThere) {
             return "<not to be made read-only>";
         all += ' ' + std::to_string(set(ctx, "small", "new")) + get(ctx, "small");
         all += std::to_string(set(ctx, "other", "new")) + get(ctx, "other");
-        return all + std::to_string(on_key(
-                         ctx, "fill", [&](przks_key* k) { return przks_delete_key(ctx, k, 1); }));
+        return all + std::to_string(remove(ctx, "fill"));
     });
     if (told == "<no file system>") GTEST_SKIP() << "no file system of its own may be mounted here";
     EXPECT_EQ(told, "17 some 17old 17 17old<4>v 0 12old12<4>12");

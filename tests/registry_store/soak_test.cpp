@@ -2,18 +2,8 @@
 
 #include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
-#include <atomic>
-#include <chrono>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <functional>
 #include <random>
-#include <thread>
 
 // Many processes on one store, some of them killed. Every value says what it must look like, and
 // every resource is published as a whole: whatever a reader finds that is not so is a fault.
@@ -69,19 +59,19 @@ public:
           m_stage(name_of("stage.w", static_cast<unsigned long>(slot))), m_random(seed) {}
 
     void run() {
-        remove(m_stage); // what a killed predecessor staged
+        remove(m_ctx, m_stage); // what a killed predecessor staged
         while (!m_shared.stop) {
             const std::string resource = name_of("cur.r", m_random() % RESOURCES);
             switch (m_random() % 16) {
             case 0:
-                expect(remove(resource), "delete");
+                expect(remove(m_ctx, resource), "delete");
                 break;
             case 1:
             case 2:
                 publish(resource);
                 break;
             case 3:
-                expect(remove("tree"), "delete");
+                expect(remove(m_ctx, "tree"), "delete");
                 break;
             case 4:
             case 5:
@@ -101,11 +91,6 @@ private:
     void expect(int status, const char* what) {
         if (status == PRZKS_OK || status == PRZKS_NOTFOUND) return;
         m_shared.fault(what + (" " + std::to_string(status) + ": ") + last_error(m_ctx));
-    }
-    int remove(const std::string& name) {
-        return on_key(m_ctx, name, [&](przks_key* key) {
-            return przks_delete_key(m_ctx, key, PRZKS_DELETE_TREE);
-        });
     }
     void publish(const std::string& resource) {
         const std::string generation = value();
@@ -220,11 +205,8 @@ TEST_F(RegistryStore, ManyProcessesAndKilledWritersLeaveWholeValues) {
     }
     shared.stop = true;
     for (const auto& processes : {writers, readers})
-        for (const pid_t process : processes) {
-            int status = -1;
-            waitpid(process, &status, 0);
-            EXPECT_EQ(status, 0) << "a process ended on its own";
-        }
+        for (const pid_t process : processes)
+            EXPECT_EQ(status_of(process), 0) << "a process ended on its own";
     std::printf("writes %ld, reads %ld, kills %d, leftovers before cleaning %d\n",
                 shared.writes.load(), shared.reads.load(), kills, leftovers());
     EXPECT_EQ(shared.faults, 0) << shared.first_fault.data();

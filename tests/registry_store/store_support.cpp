@@ -1,13 +1,6 @@
 #include "tests/registry_store/store_support.h"
 
 #include <sys/prctl.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
 
 namespace fs = std::filesystem;
 
@@ -70,6 +63,11 @@ int on_key(przks_ctx* ctx, const std::string& name, const std::function<int(przk
     return status;
 }
 
+int remove(przks_ctx* ctx, const std::string& name) {
+    return on_key(ctx, name,
+                  [&](przks_key* key) { return przks_delete_key(ctx, key, PRZKS_DELETE_TREE); });
+}
+
 std::string last_error(przks_ctx* ctx) {
     char text[PRZKS_ERRORTEXT_SIZE];
     przks_get_last_error(ctx, text, sizeof text);
@@ -93,16 +91,11 @@ std::string in_child(const std::function<std::string()>& work) {
     for (ssize_t got = 0; (got = read(ends[0], part, sizeof part)) > 0;)
         answer.append(part, static_cast<std::size_t>(got));
     close(ends[0]);
-    int status = 0;
-    waitpid(child, &status, 0);
-    return status == 0 ? answer : "<died>";
+    return status_of(child) == 0 ? answer : "<died>";
 }
 
 void RegistryStore::SetUp() {
-    char folder[] = "/tmp/vorn-registry.XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    ASSERT_EQ(chmod(folder, 0755), 0);
-    m_folder = folder;
+    m_folder = make_folder();
     m_store = m_folder + "/store";
     m_url = "dir:" + m_store;
     ASSERT_EQ(przks_create_store(m_url.c_str(), nullptr, nullptr, nullptr), PRZKS_OK);

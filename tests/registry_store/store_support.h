@@ -1,11 +1,7 @@
 #pragma once
 
 #include "platform/include/registry.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
+#include "tests/support/test_node.h"
 
 /// Short ways to use a store. Values are told as text, failures as the status in angle brackets.
 
@@ -17,6 +13,8 @@ std::string subkeys(przks_ctx* ctx, const std::string& name);
 std::string dump(przks_ctx* ctx, const std::string& name);
 /// Opens the key, runs `use` and closes it: the first status that is not 0.
 int on_key(przks_ctx* ctx, const std::string& name, const std::function<int(przks_key*)>& use);
+/// Deletes a key and all that is below it.
+int remove(przks_ctx* ctx, const std::string& name);
 std::string last_error(przks_ctx* ctx);
 
 /// Runs `work` in a child process and returns its answer; "<died>" when it gave none.
