@@ -1,17 +1,11 @@
 #pragma once
 
-#include <functional>
-#include <map>
-#include <string>
-#include <vector>
+#include "tests/support/test_node.h"
 
-/// The tests' own node: a configuration with its log and an installation home in a temporary
-/// folder, in place before main.
+/// The tests' own node: the test folder is its installation home, too.
 namespace node {
 
 using Lines = std::vector<std::string>;
-
-std::string folder();
 
 /// The lines "<component>: <text>" that the log holds more once `body` has run.
 Lines logOf(const std::function<void()>& body);
@@ -31,8 +25,5 @@ using Environment = std::map<std::string, std::string>;
 /// when an expectation failed in it.
 Outcome inChild(const std::function<void()>& body, int status = 0,
                 const Environment& environment = {});
-
-/// Runs `body` on 4 threads at once.
-void onThreads(const std::function<void(std::size_t)>& body);
 
 } // namespace node

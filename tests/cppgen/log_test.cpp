@@ -1,12 +1,6 @@
 #include "cppgen/clsLog.h"
 #include "tests/cppgen/cppgen_support.h"
 
-#include <gtest/gtest.h>
-
-#include <csignal>
-#include <cstdlib>
-#include <sstream>
-
 using namespace CLS_Debug;
 using namespace node;
 
@@ -105,7 +99,7 @@ TEST(Lines, LongerThanTheDiagnosticLayerTakesArriveInPortions) {
 
 TEST(Lines, OfManyThreadsArriveWhole) {
     const Lines lines = logOf([] {
-        onThreads([](std::size_t i) {
+        on_threads(4, [](std::size_t i) {
             CLSlog log("THREAD" + std::to_string(i % 2));
             for (int n = 0; n < 50; ++n) {
                 error(log, " a whole line");
@@ -124,7 +118,7 @@ Lines raise(const char* id) {
 
 TEST(Alerts, PassOnIdentifierAndTintAsFarAsTheyExist) {
     const std::string file = CLSlogStaticData::s_staticData().getLogFileName();
-    EXPECT_EQ(file.rfind(folder() + "/log/", 0), 0U) << file;
+    EXPECT_EQ(file.rfind(test_folder() + "/log/", 0), 0U) << file;
     const auto expected = [&](const std::string& argument, const std::string& line) {
         return Lines{"ALERT: alert 42: " + argument + " (log file " + file + ')',
                      "ALERT: status message 1, alert 42: " + argument + ", " + file,

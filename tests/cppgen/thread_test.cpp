@@ -2,13 +2,6 @@
 #include "cppgen/clsThreadMain.h"
 #include "tests/cppgen/cppgen_support.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <csignal>
-#include <memory>
-#include <thread>
-
 using CLS_Threading::CLSthreadMain;
 using namespace node;
 

@@ -2,11 +2,7 @@
 #include "cppgen/clsTint.h"
 #include "tests/cppgen/cppgen_support.h"
 
-#include <gtest/gtest.h>
-
 #include <iostream>
-#include <sstream>
-#include <thread>
 
 using cls::Tint;
 using namespace node;
@@ -22,7 +18,7 @@ TEST(Tints, AreComposedOfNodeProcessAndSeed) {
     inChild([] {
         Tint::initializeTinting(1, 2);
         EXPECT_EQ(Tint::generateTint().toUb8(), 0xFFFFFFFFULL + 2 + 2 * 0xFFFF);
-        onThreads([](std::size_t) {
+        on_threads(4, [](std::size_t) {
             for (unsigned n = 0; n < 0x3FFF; ++n) static_cast<void>(Tint::generateTint());
         });
         EXPECT_EQ(Tint::generateTint().toUb8(), 0xFFFFFFFFULL + 0 + 2 * 0xFFFF); // seed 0xFFFF

@@ -1,13 +1,6 @@
 #include "cppgen/clsUserErrorException.h"
 #include "tests/cppgen/cppgen_support.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <thread>
-
 using cls::Exception;
 using cls::UserErrorException;
 using namespace node;
@@ -16,21 +9,14 @@ namespace {
 
 const auto* const GERMAN = reinterpret_cast<const unsigned char*>("de");
 
-void makeCatalog(const std::string& language, const std::string& texts) {
-    const std::string path = folder() + "/vorn/mesg/" + language;
-    std::filesystem::create_directories(path);
-    std::ofstream(path + "/VORN.msg") << "$set 1\n" << texts;
-    const std::string command = "gencat " + path + "/VORN.cat " + path + "/VORN.msg";
-    ASSERT_EQ(std::system(command.c_str()), 0);
-}
-
 class UserErrors : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        makeCatalog("en", "1 %s: %d, %u, %f\n2 %(2)d of %(1)s\n3 %x and %s\n4 %s is lost %(1\n"
-                          "5 100%% of %s, 50%\n6 %s and %s\n7 %n%s%n\n"
-                          "8 %(99999999999999999999)s%(0)s%(x)s\n12345 plain\n");
-        makeCatalog("de", "1 %s (%u): %d und %f\n2 %(1)s: %(2)d\n");
+        install_catalog(test_folder(), "en",
+                        "1 %s: %d, %u, %f\n2 %(2)d of %(1)s\n3 %x and %s\n4 %s is lost %(1\n"
+                        "5 100%% of %s, 50%\n6 %s and %s\n7 %n%s%n\n"
+                        "8 %(99999999999999999999)s%(0)s%(x)s\n12345 plain\n");
+        install_catalog(test_folder(), "de", "1 %s (%u): %d und %f\n2 %(1)s: %(2)d\n");
     }
 };
 
