@@ -1,22 +1,9 @@
-#include "evm/libevm/daemon_address.h"
 #include "tests/evm/daemon_support.h"
-
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
 
 namespace {
 
 std::string numberHex(std::uint64_t value, unsigned bytes) {
-    std::string text;
-    char digits[3];
-    for (; bytes != 0; --bytes, value >>= 8) {
-        std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned>(value & 0xFF));
-        text += digits;
-    }
-    return text;
+    return hex(std::as_bytes(std::span(&value, 1)).first(bytes));
 }
 
 /// A communication header of a message of so many bytes, as hex() shows it.
@@ -35,7 +22,7 @@ EvmStatus_t attempt(const ScriptedDaemon::Script& script) {
 
 TEST(Handshake, RequestsLieOnTheWireAsTheDaemonReadsThem) {
     RecordBytes seen[4];
-    const Event event(make_event("a.b"));
+    Event event(make_event("a.b"));
     {
         const ScriptedDaemon daemon([&](DaemonEnd& end) {
             seen[0] = end.read();
@@ -56,46 +43,10 @@ TEST(Handshake, RequestsLieOnTheWireAsTheDaemonReadsThem) {
                                 numberHex(geteuid(), 4) + "00000000");
     const auto size = static_cast<std::uint32_t>(record_bytes(event).size());
     EXPECT_EQ(hex(seen[2]), frameHex(88) + "6800030009000000 0000000004030201 " +
-                                numberHex(
-                                    EvmEvent_t { event } -> identity, 8) +
-                                " " + numberHex(size, 4) + "4d000000 0000000000000000");
+                                numberHex((*event.out())->identity, 8) + " " + numberHex(size, 4) +
+                                "4d000000 0000000000000000");
     EXPECT_EQ(seen[3], record_bytes(event));
     EXPECT_EQ(hex(evm::Bytes(seen[3]).first(48)) + " ", frameHex(size));
-}
-
-TEST(Handshake, ConnectBodiesAreReadWithinTheirBounds) {
-    evm::ConnectRequest request;
-    request.kind = evm::ConnectKind::SERVICE;
-    request.service = "files";
-    std::size_t size = 0;
-    const auto body = evm::encodeConnect(request, size);
-    const RecordBytes sound(body.get(), body.get() + size);
-    evm::ConnectRequest read;
-    ASSERT_EQ(evm::decodeConnect(sound, read), EvmERROR_NONE);
-    EXPECT_EQ(size, 77U);
-    EXPECT_EQ(read.service, "files");
-    for (std::size_t length = 0; length < size; ++length)
-        EXPECT_EQ(evm::decodeConnect(evm::Bytes(sound).first(length), read),
-                  EvmERROR_INVALID_MESSAGE);
-    struct {
-        std::size_t offset;
-        std::uint32_t value;
-        EvmStatus_t status;
-    } const lies[] = {
-        {48, 0, EvmERROR_INVALID_VALUE},         {48, 4, EvmERROR_INVALID_VALUE},
-        {48, 1, EvmERROR_INVALID_VALUE}, // a poster names no service
-        {52, 4, EvmERROR_INVALID_MESSAGE},       {52, UINT32_MAX, EvmERROR_INVALID_MESSAGE},
-        {72, 0x00666666, EvmERROR_INVALID_VALUE}};
-    for (const auto& lie : lies) {
-        RecordBytes bytes = sound;
-        put(bytes, lie.offset, lie.value);
-        EXPECT_EQ(evm::decodeConnect(bytes, read), lie.status) << lie.offset << ' ' << lie.value;
-    }
-    request.service = "";
-    request.kind = evm::ConnectKind::POST;
-    const std::string tooLong(evm::SERVICE_NAME_MAX + 1, 's');
-    request.service = tooLong;
-    EXPECT_EQ(evm::encodeConnect(request, size), nullptr);
 }
 
 TEST(Handshake, ArgumentsAreCheckedBeforeAnythingIsConnected) {
@@ -132,11 +83,12 @@ TEST(Handshake, ArgumentsAreCheckedBeforeAnythingIsConnected) {
         transport.info.tcpip = {port, host};
         return create(0, 0, &transport, nullptr);
     };
-    EXPECT_EQ(network(nullptr, 0), EvmERROR_INVALID_ARGUMENT);
-    EXPECT_EQ(network("127.0.0.1", 6190), EvmERROR_INVALID_ARGUMENT);
-    EXPECT_EQ(network("localhost", 0), EvmERROR_INVALID_ARGUMENT);
+    for (const auto& [host, port] : {std::pair<const char*, int>(nullptr, 0),
+                                     {"127.0.0.1", 6190},
+                                     {"localhost", 0},
+                                     {"127.0.0.1", 65536}})
+        EXPECT_EQ(network(host, port), EvmERROR_INVALID_ARGUMENT);
     EXPECT_EQ(network("no-such-host.invalid", 0), EvmERROR_INVALID_VALUE);
-    EXPECT_EQ(network("127.0.0.1", 65536), EvmERROR_INVALID_ARGUMENT);
     transport.type = static_cast<EvmTransportType_t>(2);
     EXPECT_EQ(create(0, 0, &transport, nullptr), EvmERROR_INVALID_ARGUMENT);
 }
@@ -145,20 +97,18 @@ TEST(Handshake, AcknowledgementDecides) {
     struct {
         std::uint32_t type, flags;
         EvmStatus_t status;
-    } const answers[] = {
-        {EvmCOMM_CONNECT_RSP, 0, EvmERROR_NONE},
-        {EvmCOMM_AUTHENT_RSP, 0, EvmERROR_NONE},
-        {EvmCOMM_SYNCHRO_RSP, 0x4, EvmERROR_NONE},
-        {EvmCOMM_POST_RSP, 0, EvmERROR_NONE},
-        {EvmCOMM_CONNECT_RSP, 0x1, EvmERROR_INVALID_ARGUMENT},
-        {EvmCOMM_CONNECT_RSP, 0x20000, EvmERROR_CONNECTION_REFUSED},
-        {EvmCOMM_CONNECT_RSP, 0x10, EvmERROR_INVALID_VALUE},
-        {EvmCOMM_CONNECT_RSP, 0x20011, EvmERROR_INVALID_ARGUMENT},
-        {EvmCOMM_POST_RSP, 0x20010, EvmERROR_CONNECTION_REFUSED},
-        {EvmCOMM_CONNECT_REQ, 0, EvmERROR_PROTOCOL},
-        {EvmCOMM_NONE, 0, EvmERROR_PROTOCOL},
-        {99, 0, EvmERROR_PROTOCOL},
-    };
+    } const answers[] = {{EvmCOMM_CONNECT_RSP, 0, EvmERROR_NONE},
+                         {EvmCOMM_AUTHENT_RSP, 0, EvmERROR_NONE},
+                         {EvmCOMM_SYNCHRO_RSP, 0x4, EvmERROR_NONE},
+                         {EvmCOMM_POST_RSP, 0, EvmERROR_NONE},
+                         {EvmCOMM_CONNECT_RSP, 0x1, EvmERROR_INVALID_ARGUMENT},
+                         {EvmCOMM_CONNECT_RSP, 0x20000, EvmERROR_CONNECTION_REFUSED},
+                         {EvmCOMM_CONNECT_RSP, 0x10, EvmERROR_INVALID_VALUE},
+                         {EvmCOMM_CONNECT_RSP, 0x20011, EvmERROR_INVALID_ARGUMENT},
+                         {EvmCOMM_POST_RSP, 0x20010, EvmERROR_CONNECTION_REFUSED},
+                         {EvmCOMM_CONNECT_REQ, 0, EvmERROR_PROTOCOL},
+                         {EvmCOMM_NONE, 0, EvmERROR_PROTOCOL},
+                         {99, 0, EvmERROR_PROTOCOL}};
     for (const auto& row : answers) {
         SCOPED_TRACE(std::to_string(row.type) + ' ' + std::to_string(row.flags));
         EXPECT_EQ(attempt([&](DaemonEnd& end) {
@@ -202,17 +152,4 @@ TEST(Handshake, DaemonsThatFailEndTheAttempt) {
     EXPECT_EQ(after(2, with(48, 0x00030069), true), EvmERROR_PROTOCOL) << "another identifier";
     EXPECT_EQ(after(2, with(60, 0x04030201), true), EvmERROR_PROTOCOL) << "another byte order";
     EXPECT_EQ(after(2, sound, true), EvmERROR_NONE);
-}
-
-TEST(Handshake, DefaultAddressNamesTheCluster) {
-    char address[evm::DAEMON_ADDRESS_SIZE];
-    ASSERT_TRUE(evm::_evmDefaultAddress(address, sizeof address));
-    EXPECT_STREQ(address, "(ADDRESS=(PROTOCOL=ipc)(KEY=SYSTEM.evm.acceptor.auth))");
-    setenv("QUORD_CLUSTERNAME", "north", 1);
-    ASSERT_TRUE(evm::_evmDefaultAddress(address, sizeof address));
-    EXPECT_STREQ(address, "(ADDRESS=(PROTOCOL=ipc)(KEY=SYSTEM.evm.acceptor.auth.north.testnode))");
-    setenv("QUORD_CLUSTERNAME", std::string(300, 'n').c_str(), 1);
-    EXPECT_FALSE(evm::_evmDefaultAddress(address, sizeof address));
-    EXPECT_EQ(Connected().status, EvmERROR_INVALID_ARGUMENT);
-    unsetenv("QUORD_CLUSTERNAME");
 }

@@ -2,12 +2,8 @@
 
 #include "evm/libevm/exchange.h"
 
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
-
-#include <array>
 
 namespace {
 
@@ -53,13 +49,13 @@ void DaemonEnd::welcome() {
     answer(EvmCOMM_CONNECT_RSP);
 }
 
-bool DaemonEnd::answerPost(std::uint32_t flags) {
+bool DaemonEnd::answerPost(std::uint32_t flags, EvmEvent_t* event) {
     const RecordBytes header = read();
     EvmCommHead_t head{};
     if (evm::decodeHeader(header, head) != EvmERROR_NONE || head.type != EvmCOMM_POST_REQ)
         return false;
-    Event event;
-    EXPECT_EQ(evm::_evmEventWrap(read(), event.out()), EvmERROR_NONE);
+    Event own;
+    EXPECT_EQ(evm::_evmEventWrap(read(), event == nullptr ? own.out() : event), EvmERROR_NONE);
     answer(EvmCOMM_POST_RSP, flags, head.headerData);
     return true;
 }

@@ -3,11 +3,6 @@
 #include "evm/libevm/protocol.h"
 #include "tests/evm/evm_support.h"
 
-#include <functional>
-#include <string>
-#include <thread>
-#include <utility>
-
 /// The daemon's end of one connection, as bytes on a bare socket.
 class DaemonEnd {
 public:
@@ -23,8 +18,9 @@ public:
     void sendMessage(evm::Bytes contents);
     /// Reads a connect request and accepts it.
     void welcome();
-    /// Reads a post's header and record and answers it; false when there was none.
-    bool answerPost(std::uint32_t flags = 0);
+    /// Reads a post's header and record, which `event` gets, and answers it; false when there was
+    /// none.
+    bool answerPost(std::uint32_t flags = 0, EvmEvent_t* event = nullptr);
     /// Until the client has gone.
     void drain();
 

@@ -1,51 +1,18 @@
 #include "tests/evm/evm_support.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-
 namespace {
 
 constinit std::atomic<int> grantedAllocations{0};
 
-/// The catalogs are the build's; times are those of one zone. The node lives in a temporary folder.
-class TestEnvironment : public testing::Environment {
-public:
-    void SetUp() override {
-        std::filesystem::create_directory(test_folder() + "/run");
-        const std::string file = test_folder() + "/node.conf";
-        std::ofstream(file) << "node_name = testnode\nruntime_dir = run\nlog_dir = log\n"
-                               "message_time = 1\n";
-        setenv("VORN_NODE_CONF", file.c_str(), 1);
-        unsetenv("QUORD_CLUSTERNAME");
+/// The catalogs are the build's; times are those of one zone.
+[[maybe_unused]] const auto* const node =
+    TestNode::of("node_name = testnode\nmessage_time = 1\n", [] {
         const char* const home = std::getenv("VORN_TEST_HOME");
         if (home != nullptr) setenv("ZEL_VORN_HOME", home, 1);
         setenv("TZ", "UTC", 1);
-    }
-    void TearDown() override { std::filesystem::remove_all(test_folder()); }
-};
-
-// The framework takes ownership.
-[[maybe_unused]] const auto* const environment =
-    testing::AddGlobalTestEnvironment(std::make_unique<TestEnvironment>().release());
+    });
 
 } // namespace
-
-const std::string& test_folder() {
-    static const std::string folder = [] {
-        char name[] = "/tmp/evm_tests_XXXXXX";
-        return std::string(mkdtemp(name));
-    }();
-    return folder;
-}
-
-EvmEvent_t make_event(const char* name) {
-    EvmEvent_t event = nullptr;
-    EXPECT_EQ(EvmEventCreateVa(&event, EvmITEM_NAME, name, EvmITEM_NONE), EvmERROR_NONE);
-    return event;
-}
 
 std::string hex(evm::Bytes bytes) {
     static constexpr std::string_view DIGITS = "0123456789abcdef";

@@ -2,11 +2,11 @@
 
 #include "evm/libevm/event_handle.h"
 #include "evm/libevm/evm.h"
+#include "tests/support/test_node.h"
 
 #include <cstddef>
-#include <string>
-#include <string_view>
-#include <vector>
+
+/// The node that this test program runs as is "testnode", with a `message_time` of 1 second.
 
 using RecordBytes = std::vector<std::byte>;
 
@@ -28,10 +28,17 @@ private:
     EvmEvent_t m_event = nullptr;
 };
 
-/// The folder of this program's node: "run" for endpoints, "log"; `message_time` is 1 second.
-const std::string& test_folder();
+/// An event of an item list, which the list's end is added to.
+template <class... Items>
+EvmEvent_t event_of(Items... items) {
+    EvmEvent_t event = nullptr;
+    EXPECT_EQ(EvmEventCreateVa(&event, items..., EvmITEM_NONE), EvmERROR_NONE);
+    return event;
+}
 /// An event of a name alone.
-EvmEvent_t make_event(const char* name);
+inline EvmEvent_t make_event(const char* name) {
+    return event_of(EvmITEM_NAME, name);
+}
 /// Bytes in hexadecimal, a blank before every eighth but the first.
 std::string hex(evm::Bytes bytes);
 RecordBytes from_hex(std::string_view text);

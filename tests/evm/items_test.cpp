@@ -1,8 +1,6 @@
 #include "evm/libevm/names.h"
 #include "tests/evm/evm_support.h"
 
-#include <gtest/gtest.h>
-
 #include <tuple>
 
 namespace {
@@ -68,10 +66,8 @@ TEST(ItemList, EveryFaultHasItsStatusAndChangesNothing) {
 }
 
 TEST(ItemList, ReplacingLeavesNoGapAndMovesToTheEnd) {
-    Event event;
-    ASSERT_EQ(EvmEventCreateVa(event.out(), EvmITEM_NAME, "a.b", EvmITEM_REPEAT_COUNT, 1,
-                               EvmITEM_VAR_CHAR, "x", 'X', EvmITEM_REF, "r", EvmITEM_NONE),
-              EvmERROR_NONE);
+    const Event event(event_of(EvmITEM_NAME, "a.b", EvmITEM_REPEAT_COUNT, 1, EvmITEM_VAR_CHAR, "x",
+                               'X', EvmITEM_REF, "r"));
     ASSERT_EQ(
         EvmItemSetVa(event, EvmITEM_NAME, "longer.name", EvmITEM_REPEAT_COUNT, 2, EvmITEM_NONE),
         EvmERROR_NONE);
@@ -90,11 +86,8 @@ TEST(ItemList, ReplacingLeavesNoGapAndMovesToTheEnd) {
 }
 
 TEST(ItemList, ItemNamedTwiceIsHeldOnceWithItsLastValue) {
-    Event event;
-    ASSERT_EQ(EvmEventCreateVa(event.out(), EvmITEM_NAME, "first.and.long", EvmITEM_PRIORITY, 1,
-                               EvmITEM_REF, "r", EvmITEM_NAME, "b", EvmITEM_PRIORITY, 2,
-                               EvmITEM_NONE),
-              EvmERROR_NONE);
+    const Event event(event_of(EvmITEM_NAME, "first.and.long", EvmITEM_PRIORITY, 1, EvmITEM_REF,
+                               "r", EvmITEM_NAME, "b", EvmITEM_PRIORITY, 2));
     EXPECT_EQ(body_hex(event),
               "1600000010000000 7200000000000000 0100000010000000 6200000000000000");
     EvmItemSetVa(event, EvmITEM_REF, "long enough for more", EvmITEM_REF, "s", EvmITEM_NONE);
@@ -103,11 +96,9 @@ TEST(ItemList, ItemNamedTwiceIsHeldOnceWithItsLastValue) {
 }
 
 TEST(Items, AreReadBackAndListed) {
-    Event event;
-    ASSERT_EQ(EvmEventCreateVa(event.out(), EvmITEM_VAR_INT32, "v", 1, EvmITEM_MEMBER_ID, -3,
+    const Event event(event_of(EvmITEM_VAR_INT32, "v", 1, EvmITEM_MEMBER_ID, -3,
                                EvmITEM_REPEAT_COUNT, -1, EvmITEM_CLUSTER_EVENT, EvmTRUE,
-                               EvmITEM_USER_NAME, "", EvmITEM_NONE),
-              EvmERROR_NONE);
+                               EvmITEM_USER_NAME, ""));
     EvmItemValue_t value;
     EXPECT_EQ(EvmItemGet(event, EvmITEM_MEMBER_ID, &value), EvmERROR_NONE);
     EXPECT_EQ(value.MEMBER_ID, -3);
@@ -183,11 +174,9 @@ TEST(Names, AreChecked) {
         const char* name;
         int plain; ///< components; -1 when refused
         int wild;
-    } const cases[] = {
-        {"", 0, 0},     {"a", 1, 1},      {"a.b_2.C", 3, 3}, {".a", -1, -1},
-        {"a.", -1, -1}, {"a..b", -1, -1}, {"a-b", -1, -1},   {"a.*", -1, 2},
-        {"?.a", -1, 2}, {"a.*b", -1, -1}, {"a.**", -1, -1},  {"\xC3\xA4", -1, -1},
-    };
+    } const cases[] = {{"", 0, 0},     {"a", 1, 1},      {"a.b_2.C", 3, 3}, {".a", -1, -1},
+                       {"a.", -1, -1}, {"a..b", -1, -1}, {"a-b", -1, -1},   {"a.*", -1, 2},
+                       {"?.a", -1, 2}, {"a.*b", -1, -1}, {"a.**", -1, -1},  {"\xC3\xA4", -1, -1}};
     for (const auto& c : cases) {
         EXPECT_EQ(check(c.name, false), c.plain) << c.name;
         EXPECT_EQ(check(c.name, true), c.wild) << c.name;
@@ -195,13 +184,11 @@ TEST(Names, AreChecked) {
 }
 
 TEST(AutoExtend, AppendsUnderscoreVariablesOnce) {
-    Event event;
-    ASSERT_EQ(EvmEventCreateVa(event.out(), EvmITEM_NAME, "a._there", EvmITEM_VAR_STRING, "_s",
-                               "x y/z", EvmITEM_VAR_INT32, "_n", -12, EvmITEM_VAR_INT32, "plain", 1,
+    const Event event(event_of(EvmITEM_NAME, "a._there", EvmITEM_VAR_STRING, "_s", "x y/z",
+                               EvmITEM_VAR_INT32, "_n", -12, EvmITEM_VAR_INT32, "plain", 1,
                                EvmITEM_VAR_OPAQUE, "_o", "\1", 1, EvmITEM_VAR_STRING, "_empty", "",
                                EvmITEM_VAR_STRING, "_junk", "!?", EvmITEM_VAR_BOOLEAN, "_b", 1,
-                               EvmITEM_VAR_INT32, "_there", 3, EvmITEM_NONE),
-              EvmERROR_NONE);
+                               EvmITEM_VAR_INT32, "_there", 3));
     EvmCount_t added = 99;
     EXPECT_EQ(EvmEventAutoExtendName(event, &added), EvmERROR_NONE);
     EXPECT_EQ(nameOf(event), "a._there._s.xyz._n.12._o.OPAQUE._b.True");
@@ -211,22 +198,12 @@ TEST(AutoExtend, AppendsUnderscoreVariablesOnce) {
 }
 
 TEST(AutoExtend, CopesWithNoNameAnEmptyNameAndLongValues) {
-    Event nameless;
-    EvmEventCreateVa(nameless.out(), EvmITEM_VAR_INT32, "_x", 1, EvmITEM_NONE);
+    const Event nameless(event_of(EvmITEM_VAR_INT32, "_x", 1));
     EXPECT_EQ(EvmEventAutoExtendName(nameless, nullptr), EvmERROR_NOT_PRESENT);
     const std::string text(5000, 'v');
-    Event empty;
-    EvmEventCreateVa(empty.out(), EvmITEM_NAME, "", EvmITEM_VAR_STRING, "_x", text.c_str(),
-                     EvmITEM_VAR_INT32, "_y", 1, EvmITEM_NONE);
+    const Event empty(event_of(EvmITEM_NAME, "", EvmITEM_VAR_STRING, "_x", text.c_str()));
     EXPECT_EQ(EvmEventAutoExtendName(empty, nullptr), EvmERROR_NONE);
-    EXPECT_EQ(nameOf(empty), "_x." + text + "._y.1");
-}
-
-EvmEvent_t sample() {
-    EvmEvent_t event = nullptr;
-    EvmEventCreateVa(&event, EvmITEM_NAME, "a", EvmITEM_VAR_STRING, "_s", "value",
-                     EvmITEM_VAR_OPAQUE, "o", "\1", 1, EvmITEM_NONE);
-    return event;
+    EXPECT_EQ(nameOf(empty), "_x." + text);
 }
 
 TEST(Memory, RunningOutLeavesEventsAsTheyWere) {
@@ -241,7 +218,8 @@ TEST(Memory, RunningOutLeavesEventsAsTheyWere) {
         {3, [](EvmEvent_t event) { return EvmEventAutoExtendName(event, nullptr); }},
     };
     for (const auto& c : cases) {
-        const Event event(sample());
+        const Event event(event_of(EvmITEM_NAME, "a", EvmITEM_VAR_STRING, "_s", "value",
+                                   EvmITEM_VAR_OPAQUE, "o", "\1", 1));
         const RecordBytes before = record_bytes(event);
         for (int granted = 0; granted < c.needed; ++granted) {
             const AllocationLimit limit(granted);

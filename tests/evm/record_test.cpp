@@ -1,21 +1,11 @@
 #include "evm/libevm/checksum.h"
 #include "evm/libevm/exchange.h"
-#include "evm/libevm/item_package.h"
 #include "tests/evm/evm_support.h"
-
-#include <gtest/gtest.h>
 
 namespace {
 
 std::string headerHex(EvmEvent_t event, std::size_t from, std::size_t length) {
     return hex(evm::recordOf(*event).subspan(from, length));
-}
-
-template <class... Items>
-EvmEvent_t eventOf(Items... items) {
-    EvmEvent_t event = nullptr;
-    EXPECT_EQ(EvmEventCreateVa(&event, items..., EvmITEM_NONE), EvmERROR_NONE);
-    return event;
 }
 
 std::uint32_t presenceOf(EvmEvent_t event) {
@@ -27,7 +17,7 @@ TEST(Record, HeaderItemsLieWhereTheirReadersLook) {
     const auto expectAt = [](EvmItemId_t id, auto value, std::size_t offset,
                              std::string_view bytes) {
         SCOPED_TRACE(bytes);
-        const Event event(eventOf(id, value));
+        const Event event(event_of(id, value));
         EXPECT_EQ(presenceOf(event), 1U << id);
         EXPECT_EQ(headerHex(event, offset, bytes.size() / 2), bytes);
         EXPECT_EQ(body_hex(event), "");
@@ -55,19 +45,19 @@ void expectBody(EvmEvent_t owned, const std::string& body) {
 
 TEST(Record, EveryBodyItemHasItsBlock) {
     constexpr auto LARGE = std::int64_t{0x0102030405060708};
-    expectBody(eventOf(EvmITEM_NAME, "a.b"), "0100000010000000 612e620000000000");
-    expectBody(eventOf(EvmITEM_REPEAT_COUNT, 5), "0c00000010000000 0500000000000000");
-    expectBody(eventOf(EvmITEM_LAST_TIMESTAMP, LARGE), "0d00000010000000 0807060504030201");
-    expectBody(eventOf(EvmITEM_I18N_MSG_ID, -1), "0e00000010000000 ffffffff00000000");
-    expectBody(eventOf(EvmITEM_I18N_SET_ID, 7), "0f00000010000000 0700000000000000");
-    expectBody(eventOf(EvmITEM_I18N_CATALOG, "1234567"), "1000000010000000 3132333435363700");
-    expectBody(eventOf(EvmITEM_CLUSTER_IP, 1), "1100000010000000 0100000000000000");
-    expectBody(eventOf(EvmITEM_HOST_NAME, "12345678"),
+    expectBody(event_of(EvmITEM_NAME, "a.b"), "0100000010000000 612e620000000000");
+    expectBody(event_of(EvmITEM_REPEAT_COUNT, 5), "0c00000010000000 0500000000000000");
+    expectBody(event_of(EvmITEM_LAST_TIMESTAMP, LARGE), "0d00000010000000 0807060504030201");
+    expectBody(event_of(EvmITEM_I18N_MSG_ID, -1), "0e00000010000000 ffffffff00000000");
+    expectBody(event_of(EvmITEM_I18N_SET_ID, 7), "0f00000010000000 0700000000000000");
+    expectBody(event_of(EvmITEM_I18N_CATALOG, "1234567"), "1000000010000000 3132333435363700");
+    expectBody(event_of(EvmITEM_CLUSTER_IP, 1), "1100000010000000 0100000000000000");
+    expectBody(event_of(EvmITEM_HOST_NAME, "12345678"),
                "1200000018000000 3132333435363738 0000000000000000");
-    expectBody(eventOf(EvmITEM_CLUSTER_NAME, ""), "1300000010000000 0000000000000000");
-    expectBody(eventOf(EvmITEM_USER_NAME, "u"), "1400000010000000 7500000000000000");
-    expectBody(eventOf(EvmITEM_FORMAT, "$x"), "1500000010000000 2478000000000000");
-    expectBody(eventOf(EvmITEM_REF, "r"), "1600000010000000 7200000000000000");
+    expectBody(event_of(EvmITEM_CLUSTER_NAME, ""), "1300000010000000 0000000000000000");
+    expectBody(event_of(EvmITEM_USER_NAME, "u"), "1400000010000000 7500000000000000");
+    expectBody(event_of(EvmITEM_FORMAT, "$x"), "1500000010000000 2478000000000000");
+    expectBody(event_of(EvmITEM_REF, "r"), "1600000010000000 7200000000000000");
 }
 
 TEST(Record, EveryVariableTypeHasItsBlock) {
@@ -77,31 +67,31 @@ TEST(Record, EveryVariableTypeHasItsBlock) {
         std::string_view length;
         std::string_view value;
     } const layouts[] = {
-        {eventOf(EvmITEM_VAR_BOOLEAN, "n", EvmTRUE), "01", "01", "0100000000000000"},
-        {eventOf(EvmITEM_VAR_CHAR, "n", 'A'), "02", "01", "4100000000000000"},
-        {eventOf(EvmITEM_VAR_INT16, "n", -2), "03", "02", "feff000000000000"},
-        {eventOf(EvmITEM_VAR_INT32, "n", -2), "04", "04", "feffffff00000000"},
-        {eventOf(EvmITEM_VAR_INT64, "n", std::int64_t{-2}), "05", "08", "feffffffffffffff"},
-        {eventOf(EvmITEM_VAR_UINT8, "n", 0x1FF), "06", "01", "ff00000000000000"},
-        {eventOf(EvmITEM_VAR_UINT16, "n", 0x1FFFE), "07", "02", "feff000000000000"},
-        {eventOf(EvmITEM_VAR_UINT32, "n", 0x01020304), "08", "04", "0403020100000000"},
-        {eventOf(EvmITEM_VAR_UINT64, "n", UINT64_MAX), "09", "08", "ffffffffffffffff"},
-        {eventOf(EvmITEM_VAR_FLOAT, "n", 1.5), "0a", "04", "0000c03f00000000"},
-        {eventOf(EvmITEM_VAR_DOUBLE, "n", 1.5), "0b", "08", "000000000000f83f"},
-        {eventOf(EvmITEM_VAR_STRING, "n", ""), "0c", "01", "0000000000000000"},
-        {eventOf(EvmITEM_VAR_OPAQUE, "n", "\1\2\3", 3), "0d", "03", "0102030000000000"},
+        {event_of(EvmITEM_VAR_BOOLEAN, "n", EvmTRUE), "01", "01", "0100000000000000"},
+        {event_of(EvmITEM_VAR_CHAR, "n", 'A'), "02", "01", "4100000000000000"},
+        {event_of(EvmITEM_VAR_INT16, "n", -2), "03", "02", "feff000000000000"},
+        {event_of(EvmITEM_VAR_INT32, "n", -2), "04", "04", "feffffff00000000"},
+        {event_of(EvmITEM_VAR_INT64, "n", std::int64_t{-2}), "05", "08", "feffffffffffffff"},
+        {event_of(EvmITEM_VAR_UINT8, "n", 0x1FF), "06", "01", "ff00000000000000"},
+        {event_of(EvmITEM_VAR_UINT16, "n", 0x1FFFE), "07", "02", "feff000000000000"},
+        {event_of(EvmITEM_VAR_UINT32, "n", 0x01020304), "08", "04", "0403020100000000"},
+        {event_of(EvmITEM_VAR_UINT64, "n", UINT64_MAX), "09", "08", "ffffffffffffffff"},
+        {event_of(EvmITEM_VAR_FLOAT, "n", 1.5), "0a", "04", "0000c03f00000000"},
+        {event_of(EvmITEM_VAR_DOUBLE, "n", 1.5), "0b", "08", "000000000000f83f"},
+        {event_of(EvmITEM_VAR_STRING, "n", ""), "0c", "01", "0000000000000000"},
+        {event_of(EvmITEM_VAR_OPAQUE, "n", "\1\2\3", 3), "0d", "03", "0102030000000000"},
     };
     for (const auto& layout : layouts)
         expectBody(layout.event, "1700000028000000 " + std::string(layout.type) +
                                      "00000002000000 " + std::string(layout.length) +
                                      "00000000000000 6e00000000000000 " +
                                      std::string(layout.value));
-    expectBody(eventOf(EvmITEM_VAR_STRING_I18N, "n", "12345678", 9),
+    expectBody(event_of(EvmITEM_VAR_STRING_I18N, "n", "12345678", 9),
                "1700000030000000 0c00000002000000 0900000009000000 6e00000000000000 "
                "3132333435363738 0000000000000000");
-    expectBody(eventOf(EvmITEM_VAR_OPAQUE, "n", nullptr, 0),
+    expectBody(event_of(EvmITEM_VAR_OPAQUE, "n", nullptr, 0),
                "1700000020000000 0d00000002000000 0000000000000000 6e00000000000000");
-    expectBody(eventOf(EvmITEM_VAR_CHAR, "n1234567", 'A'),
+    expectBody(event_of(EvmITEM_VAR_CHAR, "n1234567", 'A'),
                "1700000030000000 0200000009000000 0100000000000000 6e31323334353637 "
                "0000000000000000 4100000000000000");
 }
@@ -117,6 +107,9 @@ TEST(Record, IsPreparedForWritingByteForByte) {
               "0000000000000000 0000000002005476 0002000008000000 0100000010000000 "
               "612e620000000000");
     EXPECT_EQ(evm::_evmChecksumCalc(evm::recordOf(*event)), 646);
+    Event copy;
+    EXPECT_EQ(EvmEventDup(copy.out(), event), EvmERROR_NONE);
+    EXPECT_EQ(record_bytes(copy), record_bytes(event));
     // A change takes the checksum away, until the record is written again.
     EvmItemSetVa(event, EvmITEM_PRIORITY, 1, EvmITEM_NONE);
     EXPECT_EQ(headerHex(event, 56, 4), "00000000");
@@ -158,33 +151,6 @@ TEST(Record, OldVersionIsTranslated) {
     EXPECT_EQ(record_bytes(summed), record_bytes(event));
     old[64] = std::byte{1};
     EXPECT_EQ(evm::_evmEventWrap(old, summed.out()), EvmERROR_INVALID_VALUE);
-}
-
-/// Builds a relocatable package from an item list.
-EvmStatus_t build(evm::ItemPackage* package, ...) {
-    va_list list;
-    va_start(list, package);
-    const EvmStatus_t status = package->build(list, evm::PackageKind::RELOCATABLE);
-    va_end(list);
-    return status;
-}
-
-TEST(Package, RelocatableOneHoldsCopiesOfEverything) {
-    char name[] = "a.b";
-    char text[] = "value";
-    char data[] = "\x01\x02";
-    evm::ItemPackage package;
-    ASSERT_EQ(build(&package, EvmITEM_NAME, name, EvmITEM_VAR_STRING, "s", text, EvmITEM_VAR_OPAQUE,
-                    "o", data, 2, EvmITEM_PRIORITY, 5, EvmITEM_NONE),
-              EvmERROR_NONE);
-    // 48 for the header and for each of 4 entries, 16 of copies (4, 2 + 6, 2 + 2), 16 of trailer.
-    EXPECT_EQ(package.header().size, 5U * 48 + 16 + 16);
-    EXPECT_EQ(package.header().trailer_p->magic, 0x92F1E021);
-    EXPECT_EQ(package.header().magic, 0x80CE3912);
-    name[0] = text[0] = data[0] = 'X';
-    EXPECT_STREQ(package.entries()[0].item_value.NAME, "a.b");
-    EXPECT_STREQ(package.entries()[1].item_value.VAR->value.STRING, "value");
-    EXPECT_EQ(static_cast<const char*>(package.entries()[2].varstruct.value.OPAQUE)[0], 1);
 }
 
 } // namespace

@@ -1,12 +1,7 @@
 #include "evm/libevm/connection.h"
 #include "tests/evm/daemon_support.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <atomic>
 #include <bit>
-#include <cstdlib>
 
 namespace {
 
@@ -105,8 +100,7 @@ TEST(Post, DaemonsThatFailDisableTheConnection) {
     EXPECT_EQ(postTo([](DaemonEnd& end) { end.read(), end.read(); }), EvmERROR_CONNECTION_LOST);
     EXPECT_EQ(postTo([](DaemonEnd& end) { end.answer(99), end.drain(); }), EvmERROR_PROTOCOL);
     EXPECT_EQ(postTo([](DaemonEnd& end) {
-                  end.read();
-                  end.read();
+                  end.read(), end.read();
                   end.send(from_hex("0a000000"));
                   end.drain();
               }),
@@ -144,15 +138,11 @@ TEST(Post, ChosenItemsAreFilledIn) {
     const auto presence = [&](EvmStatus_t expected = EvmERROR_NONE) {
         const Event event(make_event("a.b"));
         EXPECT_EQ(EvmEventPost(connection, event), expected);
-        const auto bits = evm::load<std::uint32_t>(record_bytes(event), 60);
-        EvmItemValue_t value;
-        if (EvmItemGet(event, EvmITEM_PID, &value) == EvmERROR_NONE) {
-            EXPECT_EQ(value.PID, getpid());
-        }
+        EvmItemValue_t value{};
         if (EvmItemGet(event, EvmITEM_PPID, &value) == EvmERROR_NONE) {
             EXPECT_EQ(value.PPID, getppid());
         }
-        return bits;
+        return evm::load<std::uint32_t>(record_bytes(event), 60);
     };
     char name[65];
     const bool named = scls_idq_get_user_name(nullptr, nullptr, 0, name, sizeof name) == SCLS_OK;
@@ -233,22 +223,20 @@ TEST(Dispatch, EveryMessageReachesItsCallback) {
     struct {
         std::uint32_t type, flags;
         std::string call; ///< empty: none
-    } const rows[] = {
-        {EvmCOMM_SUBSCRIPTION_RSP, 0x9, "2 status 8"},
-        {EvmCOMM_SUBSCRIPTION_RSP, 0x8, "2 status 31"},
-        {EvmCOMM_NOTIFY, 0, "1 status 0 event"},
-        {EvmCOMM_NOTIFY, 0x1, "1 status 2 event"},
-        {EvmCOMM_FLAGS, 0x402, "5 status 0 number 7"},
-        {EvmCOMM_FLAGS, 0x400, "6 status 0 number 7"},
-        {EvmCOMM_FLAGS, 0, ""},
-        {EvmCOMM_TEMPLATE_INFO_RSP, 0x20, "3 status 0 event for 7 reset 1 squelch 9"},
-        {EvmCOMM_TEMPLATE_INFO_RSP, 0x41, "3 status 4 for 7 reset 0 squelch 0"},
-        {EvmCOMM_REGISTRATION_RSP, 0x201, "4 status 2 for 7 reset 0 squelch 0"},
-        {EvmCOMM_REGISTRATION_RSP, 0x200, "4 status 18 for 7 reset 0 squelch 0"},
-        {EvmCOMM_CESUBSCRIPTION_RSP, 0x1, "7 status 8 number 7"},
-        {EvmCOMM_CEUNSUBSCRIBE_RSP, 0x1, "8 status 9 number 7"},
-        {EvmCOMM_CEUNSUBSCRIBE_RSP, 0, "8 status 0 number 7"},
-    };
+    } const rows[] = {{EvmCOMM_SUBSCRIPTION_RSP, 0x9, "2 status 8"},
+                      {EvmCOMM_SUBSCRIPTION_RSP, 0x8, "2 status 31"},
+                      {EvmCOMM_NOTIFY, 0, "1 status 0 event"},
+                      {EvmCOMM_NOTIFY, 0x1, "1 status 2 event"},
+                      {EvmCOMM_FLAGS, 0x402, "5 status 0 number 7"},
+                      {EvmCOMM_FLAGS, 0x400, "6 status 0 number 7"},
+                      {EvmCOMM_FLAGS, 0, ""},
+                      {EvmCOMM_TEMPLATE_INFO_RSP, 0x20, "3 status 0 event for 7 reset 1 squelch 9"},
+                      {EvmCOMM_TEMPLATE_INFO_RSP, 0x41, "3 status 4 for 7 reset 0 squelch 0"},
+                      {EvmCOMM_REGISTRATION_RSP, 0x201, "4 status 2 for 7 reset 0 squelch 0"},
+                      {EvmCOMM_REGISTRATION_RSP, 0x200, "4 status 18 for 7 reset 0 squelch 0"},
+                      {EvmCOMM_CESUBSCRIPTION_RSP, 0x1, "7 status 8 number 7"},
+                      {EvmCOMM_CEUNSUBSCRIBE_RSP, 0x1, "8 status 9 number 7"},
+                      {EvmCOMM_CEUNSUBSCRIBE_RSP, 0, "8 status 0 number 7"}};
     const RecordBytes record = preparedRecord();
     const ScriptedDaemon daemon([&](DaemonEnd& end) {
         end.welcome();
@@ -371,26 +359,6 @@ TEST(Connection, DestroyingItEndsWhoIsInside) {
     poster.join();
 }
 
-TEST(Connection, QueueIsSentInOrderBeforeTheEnd) {
-    RecordBytes seen[2];
-    {
-        const ScriptedDaemon daemon([&](DaemonEnd& end) {
-            end.welcome();
-            for (RecordBytes& message : seen) message = end.read();
-            end.drain();
-        });
-        const Connected connection;
-        const evm::Pin pin = evm::pinned(connection);
-        ASSERT_TRUE(evm::_evmQueueAppend(pin->msgQueue, RecordBytes(48)));
-        int left = -1;
-        EXPECT_EQ(EvmConnFlush(connection, &left), EvmERROR_NONE);
-        EXPECT_EQ(left, 0);
-        ASSERT_TRUE(evm::_evmQueueAppend(pin->msgQueue, RecordBytes(64)));
-    }
-    EXPECT_EQ(seen[0].size(), 48U);
-    EXPECT_EQ(seen[1].size(), 64U);
-}
-
 TEST(Connection, ControlRequests) {
     const ScriptedDaemon daemon(letPass, 2);
     const Connected waiting;
@@ -403,11 +371,11 @@ TEST(Connection, ControlRequests) {
         EXPECT_EQ(EvmConnControl(waiting, request, nullptr), EvmERROR_INVALID_ARGUMENT) << request;
     for (const int request : {0, 1, 2, 3})
         EXPECT_EQ(EvmConnControl(waiting, request, &number), EvmERROR_NONE) << request;
-    EXPECT_EQ(EvmConnControl(waiting, 6, &flag), EvmERROR_NONE);
-    EXPECT_EQ(flag, EvmTRUE);
-    EXPECT_EQ(EvmConnControl(waiting, 5, nullptr), EvmERROR_NONE);
-    EXPECT_EQ(EvmConnControl(waiting, 6, &flag), EvmERROR_NONE);
-    EXPECT_EQ(flag, EvmFALSE);
+    for (const EvmBoolean_t expected : {EvmTRUE, EvmFALSE}) {
+        EXPECT_EQ(EvmConnControl(waiting, 6, &flag), EvmERROR_NONE);
+        EXPECT_EQ(flag, expected);
+        EXPECT_EQ(EvmConnControl(waiting, 5, nullptr), EvmERROR_NONE);
+    }
     EXPECT_EQ(EvmConnControl(waiting, 4, nullptr), EvmERROR_NONE);
     EXPECT_EQ(EvmConnControl(waiting, 7, &flag), EvmERROR_NONE);
     EXPECT_EQ(EvmConnControl(waiting, 13, &members), EvmERROR_NONE);
@@ -421,15 +389,4 @@ TEST(Connection, ControlRequests) {
     EXPECT_EQ(EvmConnControl(waiting, 13, &members), EvmERROR_NONE);
     EXPECT_EQ(members[1], 5U);
     std::free(members);
-}
-
-TEST(Connection, OnlyAPosterThatWantsNoAnswersSwitchesItsBlocking) {
-    const ScriptedDaemon daemon(letPass);
-    const Connected ignoring(EvmRESPONSE_IGNORE);
-    const Event event(make_event("a.b"));
-    EXPECT_EQ(EvmEventPost(ignoring, event), EvmERROR_NONE);
-    for (int value = 0; value <= 2; ++value)
-        EXPECT_EQ(EvmConnControl(ignoring, 17, &value),
-                  value < 2 ? EvmERROR_NONE : EvmERROR_INVALID_ARGUMENT);
-    EXPECT_EQ(EvmConnControl(ignoring, 17, nullptr), EvmERROR_INVALID_ARGUMENT);
 }
