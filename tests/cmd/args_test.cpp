@@ -1,9 +1,6 @@
 #include "tav/ui/cmd/tavTagList.h"
 #include "tav/ui/cmd/tavTagValue.h"
-#include "tav/ui/cmd/tavTrash.h"
 #include "tests/cmd/child_run.h"
-
-#include <gtest/gtest.h>
 
 using namespace TAV;
 
@@ -37,15 +34,6 @@ std::string taken(tavArg& arg, const Words& words) {
 }
 
 } // namespace
-
-TEST(Args, FlagMatchesWholeWordAndMayBeRepeated) {
-    tavTag flag(1, ARG_OPTIONAL, "-t", "TAB");
-    EXPECT_TRUE(flag.find("-t") && !flag.find("-tt") && !flag.find("-"));
-    EXPECT_EQ(flag.showArgValue() + " " + held(flag), "0 1;TAB_TAG=0;");
-    EXPECT_EQ(offer(flag, {"-t", "x"}), "0/0");
-    EXPECT_EQ(offer(flag, {"-t"}), "0/0");
-    EXPECT_EQ(flag.showArgValue() + " " + held(flag), "1 4;TAB_TAG=1;");
-}
 
 TEST(Args, ValueTakesOneTrimmedToken) {
     tavValue value(4, "RESOURCE");
@@ -102,7 +90,7 @@ TEST(Args, ListFromStandardInput) {
     const auto read_from = [](const std::string& input) {
         const TestFolder folder;
         std::ofstream(folder.path / "in") << input;
-        return run_in_child([&] {
+        return outcome_of([&] {
                    if (!std::freopen((folder.path / "in").c_str(), "r", stdin)) return 1;
                    tavTagList list(1, ARG_REQUIRED, "-xi", "INPUT");
                    std::cout << taken(list, {"-xi", "db1"});
@@ -117,12 +105,4 @@ TEST(Args, ListFromStandardInput) {
     EXPECT_EQ(read_from(""), "0/0 4;INPUT_TAG=1;INPUT=;");
     EXPECT_EQ(read_from(std::string(5000, 'x')),
               "0/0 4;INPUT_TAG=1;INPUT=" + std::string(1023, 'x') + ";");
-}
-
-TEST(Args, TrashCatchesEverythingAndMakesTheFormInvalid) {
-    tavTrash trash(7, "TRASH");
-    EXPECT_TRUE(trash.find(""));
-    EXPECT_EQ(held(trash), "1;");
-    EXPECT_EQ(taken(trash, {"-x"}), "0/0 3;TRASH-x;");
-    EXPECT_EQ(taken(trash, {"-y"}), "0/0 3;TRASH-y;");
 }

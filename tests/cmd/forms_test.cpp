@@ -1,4 +1,3 @@
-#include "tests/cmd/child_run.h"
 #include "tests/cmd/stat_probe.h"
 
 #include <gtest/gtest.h>
@@ -14,16 +13,6 @@ std::vector<std::string> words_of(const std::string& line) {
     std::vector<std::string> words;
     for (std::string word; in >> word;) words.push_back(word == "''" ? "" : word);
     return words;
-}
-
-/// The request entries of a command line, each ended by ";", up to the primary group's value.
-std::string request_of(const std::string& line) {
-    StatProbe command;
-    if (command.parse(words_of(line)) == 0 || command.setArgList() != 0) return "none";
-    std::string all;
-    for (const std::string& entry : command.m_requestEntries)
-        all += (entry.starts_with("CLIENT_PRIMARY_GROUP=") ? "CPG" : entry) + ";";
-    return all;
 }
 
 } // namespace
@@ -56,22 +45,6 @@ TEST(Forms, QuietIsTakenFromAnyFormThatAcceptedIt) {
     EXPECT_FALSE(loud.m_quiet);
 }
 
-TEST(Forms, RequestEntriesFollowTheTable) {
-    const std::pair<std::string, std::string> cases[] = {
-        {"", "VERB_TAG=0;QUIET_TAG=0;LONG_TAG=0;HOST_TAG=0;"},
-        {"-l b -v a -c n1", "RESOURCE=b\x01"
-                            "a;VERB_TAG=1;QUIET_TAG=0;LONG_TAG=1;HOST_TAG=1;HOST=n1;"},
-        {"-t -v db1", "RESOURCE=db1;VERB_TAG=1;QUIET_TAG=0;TAB_TAG=1;HOST_TAG=0;"},
-        {"-q -p a=b", "PRINT_TAG=1;PRINT=a=b;QUIET_TAG=1;"},
-        {"db1 -g", "ISREGISTERED_TAG=1;ACTIVITY_TAG=0;RESOURCE=db1;"},
-        {"-r -a db1 -c n1", "ISRUNNING_TAG=1;ACTIVITY_TAG=1;RESOURCE=db1;HOST_TAG=1;HOST=n1;"},
-        {"-f db1", "FULL_TAG=1;FULL=db1;QUIET_TAG=0;HOST_TAG=0;"},
-        {"-ls", "LIST_TAG=1;QUIET_TAG=0;"},
-    };
-    for (const auto& [line, entries] : cases)
-        EXPECT_EQ(request_of(line), entries + "TAV_VORN_LEGACY=true;LOCALE=;CPG;");
-}
-
 TEST(Forms, ParserCopesWithNoCommandLineAndWithAnEndlessOne) {
     StatProbe none;
     TAV::CmdParse(0, nullptr, &none.logger).initArgs(none.m_optionTable);
@@ -82,21 +55,4 @@ TEST(Forms, ParserCopesWithNoCommandLineAndWithAnEndlessOne) {
     EXPECT_EQ(StatProbe().parse(std::vector<std::string>(100'000, "resource.name")), 1);
     // Some ten milliseconds when linear; anything quadratic takes minutes.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
-}
-
-TEST(Notices, UsageComesWithTheDeprecationNotice) {
-    const CatalogHome home("173 Not shown.\n272 Kept.\n273 Use '%s', %s.\n");
-    const auto shown = [&](bool quiet) {
-        return run_in_child([&] {
-            home.enter();
-            StatProbe command;
-            command.m_quiet = quiet;
-            command.showUsage();
-            return 0;
-        });
-    };
-    EXPECT_EQ(shown(false).out, "Use 'vornctl status resource', .\nKept.\n\n" +
-                                    std::string(TAV::CmdStat::STAT_USAGE) + "\n");
-    EXPECT_EQ(shown(true).out, "");
-    EXPECT_EQ(shown(true).err, "VORN-0173: Not shown.\n\n");
 }
