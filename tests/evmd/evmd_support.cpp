@@ -1,72 +1,19 @@
 #include "tests/evmd/evmd_support.h"
 
 #include "evm/libevm/exchange.h"
-#include "platform/include/diagnostics.h"
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
 
 namespace {
 
-constexpr const char* NODE_CONF = "node_name = alpha\nnodes = 1:alpha, 2:beta\nruntime_dir = run\n"
-                                  "log_dir = log\nmessage_time = 2\n";
-
-std::string makeFolder() {
-    std::string name = "/tmp/vorn-evmd-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) std::abort();
-    std::filesystem::permissions(name, std::filesystem::perms(0755));
-    return name;
-}
-
-class TestNode : public testing::Environment {
-public:
-    void SetUp() override {
-        writeFile(testFolder() + "/node.conf", NODE_CONF);
-        setenv("VORN_NODE_CONF", (testFolder() + "/node.conf").c_str(), 1);
-        unsetenv("QUORD_CLUSTERNAME");
-    }
-    void TearDown() override { std::filesystem::remove_all(testFolder()); }
-};
-
-// The framework takes ownership.
-[[maybe_unused]] const auto* const environment =
-    testing::AddGlobalTestEnvironment(std::make_unique<TestNode>().release());
+[[maybe_unused]] const auto* const node =
+    TestNode::of("node_name = alpha\nnodes = 1:alpha, 2:beta\nmessage_time = 2\n");
 
 } // namespace
 
-const std::string& testFolder() {
-    static const std::string folder = makeFolder();
-    return folder;
-}
-
 std::string freshFolder() {
     static int number = 0;
-    std::string name = testFolder() + "/" + std::to_string(++number);
+    std::string name = test_folder() + "/" + std::to_string(++number);
     std::filesystem::create_directory(name);
     return name;
-}
-
-std::string readFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void writeFile(const std::string& path, std::string_view text) {
-    std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string diagnosticLog() {
-    char path[4096];
-    return clsdget_logname(path, sizeof path) == 0 ? readFile(path) : "";
 }
 
 evmd::EventPointer makeEvent(std::uint32_t id, std::size_t fill) {
@@ -97,12 +44,4 @@ std::vector<std::uint32_t> idsIn(const std::string& path) {
         offset += std::max<std::uint32_t>(evm::controlSize(record), 1);
     }
     return ids;
-}
-
-int runInChild(const std::function<int()>& body) {
-    const pid_t child = fork();
-    if (child == 0) _exit(body());
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }

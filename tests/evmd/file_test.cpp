@@ -1,10 +1,7 @@
 #include "tests/evmd/evmd_support.h"
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <csignal>
-#include <filesystem>
 #include <numeric>
 
 using namespace evmd;
@@ -29,7 +26,7 @@ protected:
     }
     /// Takes over a file with these bytes and stores one more event, 99.
     Ids takeOver(const std::string& bytes) const {
-        writeFile(path, bytes);
+        write_file(path, bytes);
         EventFile file(path, UNLIMITED);
         EXPECT_EQ(append(file, {makeRecord(99)}), "+");
         return idsIn(path);
@@ -55,7 +52,7 @@ TEST_F(EventFileTest, CutsATornTailAtEveryByte) {
     EXPECT_EQ(takeOver(first.substr(0, first.size() - 1)), Ids{99});
     EXPECT_EQ(takeOver(""), Ids{99});
     EXPECT_FALSE(exists(".damaged.1"));
-    EXPECT_NE(diagnosticLog().find("ended inside a record; it was cut to"), std::string::npos);
+    EXPECT_NE(diagnostic_log().find("ended inside a record; it was cut to"), std::string::npos);
 }
 
 TEST_F(EventFileTest, PutsADamagedFileAsideWithAllThatIsInIt) {
@@ -69,10 +66,10 @@ TEST_F(EventFileTest, PutsADamagedFileAsideWithAllThatIsInIt) {
     int number = 0;
     for (const std::string& bytes : damaged) {
         ASSERT_EQ(takeOver(bytes), Ids{99});
-        ASSERT_EQ(readFile(path + ".damaged." + std::to_string(++number)), bytes);
+        ASSERT_EQ(read_file(path + ".damaged." + std::to_string(++number)), bytes);
     }
-    EXPECT_NE(diagnosticLog().find("is damaged after " + std::to_string(first.size()) +
-                                   " bytes (1 records); it is now " + path + ".damaged."),
+    EXPECT_NE(diagnostic_log().find("is damaged after " + std::to_string(first.size()) +
+                                    " bytes (1 records); it is now " + path + ".damaged."),
               std::string::npos);
 }
 
@@ -113,11 +110,11 @@ TEST_F(EventFileTest, LeavesNothingHalfOnAFullDisk) {
         setrlimit(RLIMIT_FSIZE, &room);
         return append(file, {large, third}) == "++" ? 0 : 3;
     };
-    EXPECT_EQ(runInChild(body), 0);
+    EXPECT_EQ(run_in_child(body), 0);
     EXPECT_EQ(idsIn(path), (Ids{1, 2, 7, 3}));
-    EXPECT_NE(diagnosticLog().find("events cannot be stored in " + path + ": File too large"),
+    EXPECT_NE(diagnostic_log().find("events cannot be stored in " + path + ": File too large"),
               std::string::npos);
-    EXPECT_NE(diagnosticLog().find("are stored in " + path + " again"), std::string::npos);
+    EXPECT_NE(diagnostic_log().find("are stored in " + path + " again"), std::string::npos);
 }
 
 TEST_F(EventFileTest, HasOneWriterAndFollowsItsName) {

@@ -1,8 +1,6 @@
 #include "daemons/evmd/Request.h"
 #include "tests/evmd/evmd_support.h"
 
-#include <gtest/gtest.h>
-
 using namespace evmd;
 
 namespace {

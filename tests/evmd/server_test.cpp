@@ -1,8 +1,6 @@
 #include "daemons/evmd/Server.h"
 #include "tests/evmd/evmd_support.h"
 
-#include <gtest/gtest.h>
-
 using namespace evmd;
 using namespace std::chrono_literals;
 
@@ -43,7 +41,7 @@ TEST(ServerTest, GivesThePlaceOfTheLongestSilentToANewcomer) {
     server.stop();
     writer.stop();
     EXPECT_EQ(idsIn(path).back(), 3u);
-    EXPECT_NE(diagnosticLog().find("silent for long, and its place is needed"), std::string::npos);
+    EXPECT_NE(diagnostic_log().find("silent for long, and its place is needed"), std::string::npos);
 }
 
 } // namespace
