@@ -2,28 +2,14 @@
 
 #include "platform/include/clss.h"
 
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 namespace fs = std::filesystem;
 
 namespace {
 
 constexpr unsigned LIMIT_S = 120; ///< a child that hangs is ended, which no test expects
-
-int status_of(pid_t pid) {
-    int status = 0;
-    if (waitpid(pid, &status, 0) != pid) return -1;
-    return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
-}
 
 pid_t start(const std::function<void()>& body) {
     std::fflush(nullptr);
@@ -37,9 +23,7 @@ pid_t start(const std::function<void()>& body) {
 
 } // namespace
 
-TestCluster::TestCluster(const std::string& lines) : m_folder("/tmp/vorn-cluster-XXXXXX") {
-    if (mkdtemp(m_folder.data()) == nullptr) std::abort();
-    fs::permissions(m_folder, fs::perms(0755));
+TestCluster::TestCluster(const std::string& lines) : m_folder(make_folder()) {
     for (const auto& [number, name] : {std::pair(1, "alpha"), {2, "beta"}, {4, "gamma"}})
         std::ofstream(m_folder + "/" + std::to_string(number))
             << "nodes = 1:alpha, 2:beta, 4:gamma\nnode_name = " << name
@@ -66,10 +50,8 @@ void TestCluster::run(int node, const std::function<void()>& body, int status) c
 }
 
 std::vector<std::string> TestCluster::log() const {
-    std::vector<std::string> lines;
-    std::ifstream file(m_folder + "/log/cluster_tests.log");
-    for (std::string line; std::getline(file, line);)
-        lines.push_back(line.substr(line.find("] ") + 2));
+    std::vector<std::string> lines = lines_of(m_folder + "/log/cluster_tests.log");
+    for (std::string& line : lines) line.erase(0, line.find("] ") + 2);
     return lines;
 }
 

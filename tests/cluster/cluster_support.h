@@ -1,10 +1,6 @@
 #pragma once
 
-#include <sys/types.h>
-
-#include <functional>
-#include <string>
-#include <vector>
+#include "tests/support/test_node.h"
 
 /// A cluster in a temporary folder: nodes 1 "alpha", 2 "beta" and 4 "gamma" of 32 slots, which
 /// share FOLDER/run. A process reads its configuration once, so all that needs one runs in

@@ -1,11 +1,6 @@
 #include "tav/cluster/Identity.h"
 #include "tests/cluster/cluster_support.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <memory>
-
 using TAV::Identity;
 
 namespace {

@@ -3,12 +3,6 @@
 #include "tav/cluster/ClusterQuorum.h"
 #include "tests/cluster/cluster_support.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <utility>
-
 using TAV::Cluster;
 
 namespace {
