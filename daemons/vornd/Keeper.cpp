@@ -147,8 +147,20 @@ void Keeper::takeOverFor(const std::string& node) {
     if (!lock.isHeld())
         throw std::runtime_error("nobody took over for node " + node + ": " + lock.reason());
     if (membersUp().contains(node)) return;
-    if (takeOver(node, [this] { return !m_stopping; }) != FailoverResult::stopped)
+    if (takeOver(node, [&] { return mayGoOn(node); }) != FailoverResult::stopped)
         m_lost.erase(node);
+}
+
+/// Taking over for many resources takes its time, in which other nodes may come and go, also the
+/// very one.
+bool Keeper::mayGoOn(const std::string& node) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now >= m_nextLook && !m_stopping) {
+        m_nextLook = now + LOOK_BETWEEN;
+        m_peers.endOverdue();
+        if (const std::optional<Members> up = m_membership.wait({})) takeMembers(*up);
+    }
+    return !m_stopping && !m_up.contains(node);
 }
 
 /// A successor that runs already publishes its own under the lock; one who takes over removes it.

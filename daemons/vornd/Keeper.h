@@ -36,6 +36,8 @@ public:
     /// For a take-over under way on another node, before this one goes on without its endpoint
     /// published; that is tried again with the next tick.
     static constexpr std::chrono::milliseconds LOCK_PATIENCE{1'000};
+    /// Between two looks at the members while it takes over.
+    static constexpr std::chrono::milliseconds LOOK_BETWEEN{100};
 
 private:
     void follow();
@@ -47,6 +49,7 @@ private:
     void beMaster();
     void findDue();
     void takeOverFor(const std::string& node);
+    bool mayGoOn(const std::string& node);
     void withdraw() const;
     void complain(const std::string& trouble);
 
@@ -61,10 +64,11 @@ private:
 
     // The thread's own once it runs.
     Members m_up;
-    Members m_lost;         ///< went down since this daemon started; whether somebody took over for
-                            ///< them is not known
-    bool m_owed = true;     ///< something is left to do, which may have failed
-    bool m_cleaned = false; ///< as this master
+    Members m_lost; ///< went down since this daemon started; whether somebody took over for
+                    ///< them is not known
+    std::chrono::steady_clock::time_point m_nextLook; ///< while it takes over
+    bool m_owed = true;       ///< something is left to do, which may have failed
+    bool m_cleaned = false;   ///< as this master
     bool m_published = false; ///< the endpoint, since the members changed last
     std::string m_trouble;    ///< as logged; empty when there is none
 };
