@@ -66,11 +66,7 @@ TEST(Clu, EveryRequest) {
 
         ASSERT_EQ(clu_get_info(&info), 0);
         EXPECT_EQ(info->clu_num_of_members, 32);
-        EXPECT_EQ(info->my_memberid, 4);
         EXPECT_STREQ(info->clu_name, "west");
-        EXPECT_STREQ(info->memblist[4].hostname, "gamma");
-        EXPECT_EQ(info->memblist[4].memberid + info->memblist[4].state, 5);
-        EXPECT_EQ(info->memblist[2].state, 0);
         EXPECT_EQ(info->memblist[3].hostname, nullptr);
         EXPECT_EQ(clu_free_info(&info), 0);
         EXPECT_EQ(info, nullptr);

@@ -5,8 +5,6 @@ using TAV::Identity;
 
 namespace {
 
-constexpr gid_t NAMELESS = 54321; ///< a group that no machine of ours has
-
 /// What an operation that must fail tells the user.
 template <class Body>
 std::string refusal(Body body) {
@@ -111,14 +109,4 @@ TEST(Identity, RefusalsAndTheirLines) {
     EXPECT_TRUE(log[6].starts_with(at + "User Identity Construction failed with scls_user_id: 0x"));
     cluster.run(
         1, [] { Identity id(static_cast<const scls_user_id*>(nullptr)); }, 1);
-}
-
-TEST(Identity, TheCallerAndItsGroup) {
-    if (geteuid() != 0) GTEST_SKIP() << "changing the group takes the superuser";
-    const TestCluster cluster;
-    cluster.run(1, [] {
-        EXPECT_EQ(Identity::getCurrentIdentity().toString(), "root/root,/GI=0");
-        ASSERT_EQ(setegid(NAMELESS), 0);
-        EXPECT_EQ(Identity::getCurrentIdentity().toString(), "root//GI=0");
-    });
 }

@@ -36,15 +36,6 @@ TEST(Forms, ExactlyOneFormMustFit) {
             EXPECT_EQ(StatProbe().parse(words_of(line)), form) << line;
 }
 
-TEST(Forms, QuietIsTakenFromAnyFormThatAcceptedIt) {
-    StatProbe usage;
-    EXPECT_EQ(usage.parse({"-g", "-q", "db1"}), 0);
-    EXPECT_TRUE(usage.m_quiet);
-    StatProbe loud;
-    EXPECT_EQ(loud.parse({"-g", "db1"}), 4);
-    EXPECT_FALSE(loud.m_quiet);
-}
-
 TEST(Forms, ParserCopesWithNoCommandLineAndWithAnEndlessOne) {
     StatProbe none;
     TAV::CmdParse(0, nullptr, &none.logger).initArgs(none.m_optionTable);

@@ -48,6 +48,20 @@ private:
     std::thread m_thread;
 };
 
+/// One that accepts its client first and stays until that has gone.
+class WelcomingDaemon : ScriptedDaemon {
+public:
+    explicit WelcomingDaemon(
+        Script script = [](DaemonEnd&) {}, int connections = 1)
+        : ScriptedDaemon(
+              [script = std::move(script)](DaemonEnd& end) {
+                  end.welcome();
+                  script(end);
+                  end.drain();
+              },
+              connections) {}
+};
+
 /// Owns a connection for a test.
 class Connected {
 public:

@@ -146,30 +146,6 @@ TEST(Con, AllOfAProcessShareOneContext) {
     EXPECT_EQ(EvmConWait(dead, 0), EvmERROR_INVALID_ARGUMENT);
 }
 
-TEST(Con, LongMessagesCanBeRefused) {
-    const Ends ends;
-    EXPECT_EQ(EvmConListen(ends.client, ADDRESS), EvmERROR_CONNECT); // somebody alive is there
-    nipcEndp* const accepted = ends.server->endpC.get();
-    char name[512];
-    EXPECT_EQ(nipcGetAttributeStringF(ends.server->endpS.get(), "name", name, 512), NIPC_OK);
-    EXPECT_STREQ(name, "clsc://(ADDRESS=(PROTOCOL=ipc)(KEY=io))");
-    EXPECT_EQ(nipcGetAttributeStringF(accepted, "age", name, 512), NIPC_FAILED);
-
-    EXPECT_EQ(nipcLimitF(accepted, 47), NIPC_FAILED);
-    EXPECT_EQ(nipcLimitF(accepted, 100), NIPC_OK);
-    RecordBytes message(101);
-    nipcReqInfo info{};
-    put<std::uint32_t>(message, 0, 100);
-    EXPECT_EQ(nipcSendSyncF(ends.client->endpC.get(), message.data(), 101), NIPC_FAILED);
-    EXPECT_EQ(EvmConSend(ends.client, message.data(), 100), EvmERROR_NONE);
-    EXPECT_EQ(EvmConSend(ends.client, message.data(), 101), EvmERROR_NONE);
-    EXPECT_EQ(nipcWaitF(accepted, -1, &info), NIPC_OK);
-    EXPECT_EQ(info.length, 100U);
-    EXPECT_EQ(nipcReleaseBufferF(accepted, &info), NIPC_FAILED);
-    EXPECT_EQ(nipcReleaseBufferF(accepted, info.buffer), NIPC_OK);
-    EXPECT_EQ(nipcWaitF(accepted, -1, &info), NIPC_LOST);
-}
-
 TEST(Pipes, CarryEventsBetweenPrograms) {
     EvmPipe server, client;
     ASSERT_EQ(EvmPipeCreate(&server, nullptr), EvmERROR_NONE);

@@ -51,11 +51,6 @@ void sendTemplate(DaemonEnd& end, const RecordBytes& record) {
     end.sendMessage(evm::Bytes(record).subspan(120));
 }
 
-void letPass(DaemonEnd& end) {
-    end.welcome();
-    end.drain();
-}
-
 } // namespace
 
 TEST(Post, AnswerDecides) {
@@ -68,12 +63,10 @@ TEST(Post, AnswerDecides) {
                          {0x5, EvmERROR_EVENT_NOT_VALID},
                          {0x205, EvmERROR_NO_MEMORY},
                          {0x20000, EvmERROR_NONE}};
-    const ScriptedDaemon daemon([&](DaemonEnd& end) {
-        end.welcome();
+    const WelcomingDaemon daemon([&](DaemonEnd& end) {
         for (const auto& row : answers) end.answerPost(row.flags);
         // Nobody waits for this one.
         end.answer(EvmCOMM_POST_RSP);
-        end.drain();
     });
     const Connected connection;
     const Event event(make_event("a.b"));
@@ -110,12 +103,10 @@ TEST(Post, DaemonsThatFailDisableTheConnection) {
 TEST(Post, WithoutConnectionUsesOneOfItsOwn) {
     std::atomic<int> posts{0};
     {
-        const ScriptedDaemon daemon(
+        const WelcomingDaemon daemon(
             [&](DaemonEnd& end) {
-                end.welcome();
                 end.answerPost(posts == 0 ? 0 : 0x4);
                 ++posts;
-                end.drain(); // returns when the client's connection is gone
             },
             2);
         const Event event(make_event("a.b"));
@@ -196,11 +187,9 @@ TEST(Post, ThreadsShareAConnection) {
 }
 
 TEST(Post, AnswersNameTheirEventsInCallbacks) {
-    const ScriptedDaemon daemon([](DaemonEnd& end) {
-        end.welcome();
+    const WelcomingDaemon daemon([](DaemonEnd& end) {
         for (int count = 0; count < 3; ++count) end.answerPost(count == 1 ? 0x4 : 0);
         end.answer(EvmCOMM_POST_RSP, 0, 0x7fff0000);
-        end.drain();
     });
     Told told;
     const Connected connection(EvmRESPONSE_CALLBACK, Told::hear, &told);
@@ -238,15 +227,13 @@ TEST(Dispatch, EveryMessageReachesItsCallback) {
                       {EvmCOMM_CEUNSUBSCRIBE_RSP, 0x1, "8 status 9 number 7"},
                       {EvmCOMM_CEUNSUBSCRIBE_RSP, 0, "8 status 0 number 7"}};
     const RecordBytes record = preparedRecord();
-    const ScriptedDaemon daemon([&](DaemonEnd& end) {
-        end.welcome();
+    const WelcomingDaemon daemon([&](DaemonEnd& end) {
         for (const auto& row : rows) {
             end.answer(row.type, row.flags, 7, static_cast<std::uint32_t>(record.size()));
             if (row.type == EvmCOMM_NOTIFY) end.send(record);
             if (row.type == EvmCOMM_TEMPLATE_INFO_RSP && row.flags == 0x20)
                 sendTemplate(end, record);
         }
-        end.drain();
     });
     Told told;
     const Connected connection(EvmRESPONSE_CALLBACK, Told::hear, &told, EvmCONNECTION_LISTEN);
@@ -262,11 +249,9 @@ TEST(Dispatch, EveryMessageReachesItsCallback) {
 
 TEST(Dispatch, BodiesThatAreNoneDisableTheConnection) {
     const auto dispatch = [](std::uint32_t type, std::uint32_t bodySize, const RecordBytes& body) {
-        const ScriptedDaemon daemon([&](DaemonEnd& end) {
-            end.welcome();
+        const WelcomingDaemon daemon([&](DaemonEnd& end) {
             end.answer(type, 0, 0, bodySize);
             end.send(body);
-            end.drain();
         });
         const Connected connection;
         EXPECT_EQ(waitAndDispatch(connection), EvmERROR_CONNECTION_LOST);
@@ -318,13 +303,7 @@ TEST(Connection, WaitsEndAsTheyShould) {
 }
 
 TEST(Connection, DestroyingItEndsWhoIsInside) {
-    const ScriptedDaemon daemon(
-        [](DaemonEnd& end) {
-            end.welcome();
-            end.answer(EvmCOMM_FLAGS, 0x2);
-            end.drain();
-        },
-        2);
+    const WelcomingDaemon daemon([](DaemonEnd& end) { end.answer(EvmCOMM_FLAGS, 0x2); }, 2);
     // From within its own callback.
     const EvmCallback_t suicide = [](EvmConnection_t connection, EvmCallbackArg_t argument,
                                      EvmCallbackData_t*) {
@@ -360,7 +339,7 @@ TEST(Connection, DestroyingItEndsWhoIsInside) {
 }
 
 TEST(Connection, ControlRequests) {
-    const ScriptedDaemon daemon(letPass, 2);
+    const WelcomingDaemon daemon;
     const Connected waiting;
     EvmBoolean_t flag = EvmFALSE;
     EvmIpAddress_t* members = nullptr;

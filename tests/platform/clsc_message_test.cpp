@@ -31,21 +31,6 @@ int select(std::uint64_t ms) {
 
 } // namespace
 
-TEST(ClscMessage, ArrivesInAnyPortionsAndLeavesTheRestOfTheBufferAlone) {
-    Link link("portions");
-    std::thread writer([&] {
-        for (const char c : message(48) + message(131) + message(48)) link.write({c});
-    });
-    EXPECT_EQ(link.receive(100), CLSC_OK);
-    EXPECT_EQ(link.buffer, message(48) + std::string(53, '.'));
-    EXPECT_EQ(link.receive(131), CLSC_OK);
-    EXPECT_EQ(link.buffer, message(131) + ".");
-    EXPECT_EQ(link.receive(48), CLSC_OK);
-    EXPECT_EQ(link.buffer, message(48) + ".");
-    writer.join();
-    EXPECT_EQ(link.receive(48, 0), CLSC_TIMEOUT);
-}
-
 TEST(ClscMessage, OneThatDoesNotFitIsKeptWhole) {
     Link link("short");
     const std::string large = message(5 * 1024 * 1024 + 7);
