@@ -8,12 +8,7 @@
 namespace {
 
 bool readBytes(int fd, std::span<std::byte> bytes) {
-    while (!bytes.empty()) {
-        const ssize_t count = recv(fd, bytes.data(), bytes.size(), 0);
-        if (count <= 0) return false;
-        bytes = bytes.subspan(static_cast<std::size_t>(count));
-    }
-    return true;
+    return recv(fd, bytes.data(), bytes.size(), MSG_WAITALL) == std::ssize(bytes);
 }
 
 } // namespace

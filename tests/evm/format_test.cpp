@@ -137,16 +137,11 @@ TEST(Values, OfItems) {
 }
 
 TEST(Values, OfVariables) {
-    const Event event(event_of(
-        EvmITEM_VAR_BOOLEAN, "b", 2, EvmITEM_VAR_CHAR, "c", 'A' + 0x80, EvmITEM_VAR_CHAR, "c0", 0,
-        EvmITEM_VAR_INT16, "i16", 0xFFFE, EvmITEM_VAR_INT32, "i32", INT32_MIN, EvmITEM_VAR_INT64,
-        "i64", INT64_MIN, EvmITEM_VAR_UINT8, "u8", 255, EvmITEM_VAR_UINT16, "u16", 65535,
-        EvmITEM_VAR_UINT32, "u32", -1, EvmITEM_VAR_UINT64, "u64", UINT64_MAX, EvmITEM_VAR_FLOAT,
-        "f", 0.1, EvmITEM_VAR_DOUBLE, "d", 1e100 / 3, EvmITEM_VAR_STRING, "s", "a\tb\x02",
-        EvmITEM_VAR_OPAQUE, "o", "xyz", 3));
-    EXPECT_EQ(byTemplate(event, "$b $c [$c0] $i16 $i32 $i64 $u8 $u16 $u32 $u64 $f $d $o"),
-              "True A [] -2 -2147483648 -9223372036854775808 255 65535 4294967295 "
-              "18446744073709551615 0.1 3.3333333e+99 [OPAQUE VALUE: 3 bytes]");
+    const Event event(event_of(EvmITEM_VAR_BOOLEAN, "b", 2, EvmITEM_VAR_CHAR, "c0", 0,
+                               EvmITEM_VAR_UINT32, "u32", -1, EvmITEM_VAR_FLOAT, "f", 0.1,
+                               EvmITEM_VAR_DOUBLE, "d", 1e100 / 3, EvmITEM_VAR_STRING, "s",
+                               "a\tb\x02"));
+    EXPECT_EQ(byTemplate(event, "$b [$c0] $u32 $f $d"), "True [] 4294967295 0.1 3.3333333e+99");
     char text[5];
     EvmVarFormat(event, "s", text, sizeof text, EvmTRUE);
     EXPECT_STREQ(text, "a b#");

@@ -52,11 +52,23 @@ bool is_whole(const std::string& value) {
            std::to_string(body.size()) + ':' + std::to_string(std::hash<std::string>()(body));
 }
 
-class Writer {
+/// What both kinds of processes have.
+class Worker {
+public:
+    Worker(Shared& shared, przks_ctx* ctx, unsigned seed)
+        : m_shared(shared), m_ctx(ctx), m_random(seed) {}
+
+protected:
+    Shared& m_shared;
+    przks_ctx* m_ctx;
+    std::mt19937 m_random;
+};
+
+class Writer : Worker {
 public:
     Writer(Shared& shared, przks_ctx* ctx, int slot, unsigned seed)
-        : m_shared(shared), m_ctx(ctx),
-          m_stage(name_of("stage.w", static_cast<unsigned long>(slot))), m_random(seed) {}
+        : Worker(shared, ctx, seed), m_stage(name_of("stage.w", static_cast<unsigned long>(slot))) {
+    }
 
     void run() {
         remove(m_ctx, m_stage); // what a killed predecessor staged
@@ -64,14 +76,12 @@ public:
             const std::string resource = name_of("cur.r", m_random() % RESOURCES);
             switch (m_random() % 16) {
             case 0:
-                expect(remove(m_ctx, resource), "delete");
-                break;
             case 1:
-            case 2:
-                publish(resource);
+                expect(remove(m_ctx, m_random() % 2 == 0 ? resource : "tree"), "delete");
                 break;
+            case 2:
             case 3:
-                expect(remove(m_ctx, "tree"), "delete");
+                publish(resource);
                 break;
             case 4:
             case 5:
@@ -104,16 +114,12 @@ private:
                "publish");
     }
 
-    Shared& m_shared;
-    przks_ctx* m_ctx;
     std::string m_stage;
-    std::mt19937 m_random;
 };
 
-class Reader {
+class Reader : Worker {
 public:
-    Reader(Shared& shared, przks_ctx* ctx, unsigned seed)
-        : m_shared(shared), m_ctx(ctx), m_random(seed) {}
+    using Worker::Worker;
 
     void run() {
         while (!m_shared.stop) {
@@ -149,10 +155,6 @@ private:
             m_shared.fault(name + " is not whole: " + std::to_string(status) + ' ' +
                            std::to_string(values.size()) + last_error(m_ctx));
     }
-
-    Shared& m_shared;
-    przks_ctx* m_ctx;
-    std::mt19937 m_random;
 };
 
 template <class Work>
