@@ -34,8 +34,8 @@ Container::Container(const Container& other) : Message(other), m_name(other.m_na
     while (!open.empty()) {
         const auto [from, to] = open.back();
         open.pop_back();
-        to->m_children.reserve(from->m_children.size());
-        for (const Child& child : from->m_children) {
+        to->m_children.reserve(from->children().size());
+        for (const Child& child : from->children()) {
             if (const Container* const inner = asContainer(child.message.get())) {
                 auto copy = std::make_unique<Container>(inner->m_name);
                 open.emplace_back(inner, copy.get());
@@ -54,6 +54,7 @@ Container& Container::operator=(const Container& other) {
     Container copy(other);
     m_name.swap(copy.m_name);
     m_children.swap(copy.m_children);
+    m_encoded = {};
     return *this;
 }
 
@@ -100,25 +101,26 @@ std::string Container::operator[](const std::string& key) const {
 }
 
 void Container::Clear() {
+    m_encoded = {};
     takeDown(m_children);
 }
 
 bool Container::IsEmpty() const {
-    return m_children.empty();
+    return children().empty();
 }
 
 unsigned int Container::Size() const {
-    return static_cast<unsigned int>(m_children.size());
+    return static_cast<unsigned int>(children().size());
 }
 
 void Container::Keys(std::vector<std::string>& out) const {
     out.clear();
-    out.reserve(m_children.size());
-    for (const Child& child : m_children) out.push_back(child.key);
+    out.reserve(children().size());
+    for (const Child& child : children()) out.push_back(child.key);
 }
 
 const Message* Container::GetMessage(const std::string& key) const {
-    const auto found = find(m_children, key);
+    const auto found = find(children(), key);
     return found != m_children.end() ? found->message.get() : TextMessage::Null();
 }
 
@@ -144,20 +146,21 @@ std::string Container::GetProperty(const std::string& key) const {
 }
 
 void Container::adopt(std::string key, std::unique_ptr<Message> message) {
-    if (m_children.empty() || m_children.back().key < key) {
-        m_children.push_back({std::move(key), std::move(message)});
+    std::vector<Child>& own = ownChildren();
+    if (own.empty() || own.back().key < key) {
+        own.push_back({std::move(key), std::move(message)});
         return;
     }
-    const auto found = place(m_children, key);
+    const auto found = place(own, key);
     if (found->key == key) {
         found->message = std::move(message);
     } else {
-        m_children.insert(found, Child{std::move(key), std::move(message)});
+        own.insert(found, Child{std::move(key), std::move(message)});
     }
 }
 
 std::unique_ptr<Message> Container::release(std::string_view key) {
-    const auto found = find(m_children, key);
+    const auto found = find(ownChildren(), key);
     if (found == m_children.end()) return nullptr;
     std::unique_ptr<Message> message = std::move(found->message);
     m_children.erase(found);
@@ -165,12 +168,17 @@ std::unique_ptr<Message> Container::release(std::string_view key) {
 }
 
 std::vector<Container::Child> Container::releaseAll() {
-    return std::exchange(m_children, {});
+    return std::exchange(ownChildren(), {});
+}
+
+void Container::postpone(std::string_view name, EncodedBody body) {
+    m_name = name;
+    m_encoded = std::move(body);
 }
 
 void Container::takeOver(Container& other) {
     m_name = std::move(other.m_name);
-    if (m_children.empty()) {
+    if (children().empty()) {
         m_children.swap(other.m_children);
         return;
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tav/comm/EncodedBody.h"
 #include "tav/comm/Message.h"
 #include "tav/comm/TextMessage.h"
 
@@ -16,7 +17,9 @@ namespace TAV {
 /// A container owns its children; storing clones (SetMessage) or makes (SetProperty) them. Pointers
 /// handed out stay valid until that child is replaced or its container changed. Children are held
 /// in one sorted array: adding keys in ascending order costs no more than appending, adding them in
-/// any other order moves what follows. Look-ups never insert.
+/// any other order moves what follows. Look-ups never insert. Containers inside a frame's root stay
+/// encoded until their children are first asked for: who goes through a large reply then never has
+/// the whole tree in memory.
 class Container final : public Message {
 public:
     Container() = default;
@@ -66,24 +69,36 @@ public:
         std::string key;
         std::unique_ptr<Message> message;
     };
-    [[nodiscard]] const std::vector<Child>& children() const { return m_children; }
+    [[nodiscard]] const std::vector<Child>& children() const {
+        if (m_encoded.frame != nullptr) decode();
+        return m_children;
+    }
     /// Stores a message that the caller hands over.
     void adopt(std::string key, std::unique_ptr<Message> message);
     /// Takes a child out; null when there is none under the key.
     std::unique_ptr<Message> release(std::string_view key);
     /// Takes all children out, in ascending order of keys.
     std::vector<Child> releaseAll();
+    /// Name and children come from a body that would be decoded without a fault; the children once
+    /// they are asked for. This container is empty.
+    void postpone(std::string_view name, EncodedBody body);
 
 private:
     friend class ContainerFiller;
     template <class Source>
     friend class TreeBuilder;
 
+    void decode() const;
+    [[nodiscard]] std::vector<Child>& ownChildren() {
+        static_cast<void>(children());
+        return m_children;
+    }
     static void takeDown(std::vector<Child>& children) noexcept;
     /// Takes over name and children of a container that is not used afterwards.
     void takeOver(Container& other);
 
-    std::vector<Child> m_children;
+    mutable std::vector<Child> m_children;
+    mutable EncodedBody m_encoded; ///< of the children, while there are none
     std::string m_name;
     Container* m_nextToDestroy = nullptr; ///< links containers while a tree is taken down
 };

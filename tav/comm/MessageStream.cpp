@@ -34,6 +34,15 @@ std::uint32_t ub4At(const unsigned char* bytes) {
     return value;
 }
 
+std::shared_ptr<unsigned char[]> frameMemory(std::uint32_t bytes) {
+    try {
+        return std::make_shared_for_overwrite<unsigned char[]>(bytes);
+    } catch (const std::bad_alloc&) {
+        commError(" Couldn't allocate memory for msg");
+        raiseAs<IOException>("Couldn't allocate memory for msg");
+    }
+}
+
 } // namespace
 
 class MessageStream::RootScope {
@@ -206,12 +215,8 @@ void MessageStream::receiveFrame(std::uint32_t total) {
     if (total <= SMALL_FRAME) {
         m_buffer = small;
     } else {
-        m_buffer = static_cast<unsigned char*>(std::malloc(total));
-        m_owned = true;
-        if (m_buffer == nullptr) {
-            commError(" Couldn't allocate memory for msg");
-            raiseAs<IOException>("Couldn't allocate memory for msg");
-        }
+        m_frame = frameMemory(total);
+        m_buffer = m_frame.get();
     }
     m_cursor = m_buffer;
     receiveFrame(total);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tav/comm/EncodedBody.h"
 #include "tav/comm/Message.h"
 
 #include <cstddef>
@@ -47,11 +48,14 @@ public:
     /// readMessage decodes the given frame as a root message. Takes ownership of `frame`, which was
     /// made with new unsigned char[].
     MessageStream(unsigned char* frame, unsigned int length);
+    /// Reads a container's body that was left encoded, and outlives the stream.
+    explicit MessageStream(const EncodedBody& body);
     MessageStream(const MessageStream&) = delete;
     MessageStream& operator=(const MessageStream&) = delete;
 
     virtual ~MessageStream();
-    /// A new, empty message of the named type; the caller owns it.
+    /// A new, empty message of the named type; the caller owns it. Not asked for what stands in a
+    /// container that is left encoded.
     virtual Message* create(const std::string& type);
     /// A hook that nothing uses: returns null.
     virtual Message* createMessage();
@@ -78,6 +82,15 @@ public:
     std::string_view getview();
     /// A nested message's type tag, likewise; one that does not fit TAG_SIZE is refused.
     std::string_view gettag();
+    /// Passes over a string.
+    void passstr() { static_cast<void>(take(getub4())); }
+    /// Whether bodies may be left in the frame, as it can outlive the stream.
+    [[nodiscard]] bool keepsFrame() const { return m_frame != nullptr; }
+    [[nodiscard]] std::size_t position() const { return used(); }
+    /// What was read from that position on; the frame is kept.
+    [[nodiscard]] EncodedBody bodyFrom(std::size_t begin) const {
+        return {m_frame, begin, used() - begin};
+    }
     /// Bytes of the frame that are not read yet.
     [[nodiscard]] std::size_t remaining() const {
         const auto size = static_cast<std::size_t>(m_size);
@@ -138,8 +151,9 @@ private:
     std::int32_t m_size = 0;           ///< capacity while writing, frame length while reading
     unsigned char* m_buffer = nullptr; ///< null between messages
     unsigned char* m_cursor = nullptr;
-    bool m_owned = false;
-    bool m_given = false;    ///< the buffer is the constructor's frame
+    std::shared_ptr<unsigned char[]> m_frame; ///< the buffer, when it is a frame on the heap
+    bool m_owned = false;                     ///< the buffer is one to write into, from malloc
+    bool m_given = false;                     ///< the buffer is the constructor's frame
     std::size_t m_level = 0; ///< of the message that is being decoded, 0 between messages
     std::uint32_t m_limit = MAX_FRAME;
 };

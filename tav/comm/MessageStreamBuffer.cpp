@@ -27,20 +27,20 @@ MessageStream::MessageStream(Socket* socket) : m_socket(socket) {}
 
 MessageStream::MessageStream(unsigned char* frame, unsigned int length)
     : m_size(static_cast<std::int32_t>(std::min<std::size_t>(length, LARGEST))), m_buffer(frame),
-      m_cursor(frame + std::min(length, HEADER_SIZE)), m_owned(true), m_given(true) {}
+      m_cursor(frame + std::min(length, HEADER_SIZE)), m_frame(frame), m_given(true) {}
+
+MessageStream::MessageStream(const EncodedBody& body)
+    : m_size(static_cast<std::int32_t>(body.size)), m_buffer(body.frame.get() + body.begin),
+      m_cursor(m_buffer) {}
 
 MessageStream::~MessageStream() {
     releaseBuffer();
 }
 
-/// A given frame came from new[]; every other owned buffer comes from malloc, so that it can grow
-/// without being copied.
+/// A buffer to write into comes from malloc, so that it can grow without being copied.
 void MessageStream::releaseBuffer() {
-    if (m_owned && m_given) {
-        delete[] m_buffer;
-    } else if (m_owned) {
-        std::free(m_buffer);
-    }
+    if (m_owned) std::free(m_buffer);
+    m_frame.reset();
     m_buffer = nullptr;
     m_cursor = nullptr;
     m_size = 0;
@@ -53,14 +53,13 @@ void MessageStream::grow(std::size_t shortfall) {
     const std::size_t keep = used();
     const std::size_t size =
         static_cast<std::size_t>(m_size) + (shortfall + GROWTH) / GROWTH * GROWTH;
-    const bool growsInPlace = m_owned && !m_given;
     void* grown = nullptr;
-    if (size <= LARGEST) grown = std::realloc(growsInPlace ? m_buffer : nullptr, size);
+    if (size <= LARGEST) grown = std::realloc(m_owned ? m_buffer : nullptr, size);
     if (grown == nullptr) {
         releaseBuffer();
         raiseAs<IOException>(EXPANDING);
     }
-    if (growsInPlace) {
+    if (m_owned) {
         m_owned = false; // the old block is gone
     } else if (keep > 0) {
         std::memcpy(grown, m_buffer, keep);

@@ -82,10 +82,10 @@ private:
 /// Builds the tree that a source describes. The source gives
 ///   bool open(std::string_view& name, std::uint32_t& children)   a container's beginning
 ///   std::unique_ptr<Message> child(std::string_view& key)   the next child, empty; null: none
-///   bool leaf(Message&)                                     the contents of one that is no
-///   container bool allows(std::size_t level)                          whether a message may stand
-///   so deep std::size_t mostChildren()                              how many can still follow at
-///   most
+///   bool leaf(Message&)                       the contents of one that is no container
+///   bool postpone(Container&, std::size_t level)   whether it has dealt with a container's
+///   contents bool allows(std::size_t level)            whether a message may stand so deep
+///   std::size_t mostChildren()                how many can still follow at most
 /// and the tree is abandoned when one of them answers false or throws.
 template <class Source>
 class TreeBuilder {
@@ -138,7 +138,8 @@ private:
         Message& child = *message;
         m_open.back().filler.append(key, std::move(message));
         Container* const inner = asContainer(&child);
-        return inner != nullptr ? open(*inner) : m_source.leaf(child);
+        if (inner == nullptr) return m_source.leaf(child);
+        return m_source.postpone(*inner, m_open.size() + 1) || open(*inner);
     }
 
     Source& m_source;

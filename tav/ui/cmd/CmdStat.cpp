@@ -6,6 +6,8 @@
 #include "tav/ui/cmd/CmdParse.h"
 #include "tav/ui/cmd/tavNames.h"
 
+#include <utility>
+
 namespace TAV {
 
 namespace {
@@ -94,21 +96,27 @@ int CmdStat::getRunStat() {
 }
 
 int CmdStat::request() {
-    int outcome = setArgList();
-    if (outcome == DONE) outcome = sendArgs(UI_STAT);
-    if (outcome == DONE) outcome = procEngineData();
-    return outcome;
+    const int outcome = setArgList();
+    return outcome == DONE ? sendArgs(UI_STAT) : outcome;
 }
 
 int CmdStat::list(Layout layout) {
-    const int outcome = request();
-    if (outcome == DONE) printRecords(layout);
+    int outcome = request();
+    if (outcome == DONE) {
+        outcome = takeReply([&] {
+            printRecords(layout);
+            statRecords.clear();
+        });
+        // That the request failed may be the last thing that the reply says.
+        if (outcome != DONE) m_logger->set();
+    }
     getExtLog(layout.widths);
     return outcome;
 }
 
 int CmdStat::answer(int (*returnCode)(int number)) {
-    const int outcome = request();
+    int outcome = request();
+    if (outcome == DONE) outcome = procEngineData();
     m_logger->set();
     // A reply without any number gives no answer either, and no answer is no "yes".
     const bool answered = outcome == DONE && !results.empty();
@@ -118,7 +126,7 @@ int CmdStat::answer(int (*returnCode)(int number)) {
 
 void CmdStat::printRecords(Layout& layout) {
     if (statRecords.empty()) return;
-    m_logger->append(layout.header);
+    m_logger->append(std::exchange(layout.header, {}));
     for (auto& [name, record] : statRecords) layout.print(*this, layout.widths, name, record);
 }
 

@@ -4,6 +4,7 @@
 #include "tav/ui/cmd/rtnData.h"
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
@@ -106,15 +107,17 @@ protected:
     struct Layout {
         void (*print)(CmdStat&, std::vector<int>& widths, std::string& name, rtnData& record);
         std::vector<int> widths = {};
-        std::string header = {}; ///< printed when there is a record; with its line ends
+        std::string header = {}; ///< printed before the first record; with its line ends
     };
     static Layout blockLayout();
     Layout tableLayout();
     Layout permissionLayout();
-    /// Appends every record, after the header if there is any record.
+    /// Appends every record, after the header if there is any record. The layout's header is
+    /// given up: further records follow without one.
     void printRecords(Layout& layout);
 
-    std::vector<std::pair<std::string, rtnData>> statRecords; ///< in reply order
+    /// In reply order; where records are printed, those that are not printed yet.
+    std::vector<std::pair<std::string, rtnData>> statRecords;
     bool longLayout = false; ///< blocks of lines rather than rows of a table
     bool verbose = false;
     std::string clusterMember; ///< the value of "-c"
@@ -124,6 +127,9 @@ private:
     int request();
     int list(Layout layout);
     int answer(int (*returnCode)(int number));
+    /// As procEngineData; calls `recordMade` whenever a record has been appended, which may use
+    /// the records up: a large reply then never stands in memory as records.
+    int takeReply(const std::function<void()>& recordMade);
     int procResult(const Message& message);
     bool expectContainer(const Message* message, const std::string& name);
 

@@ -17,19 +17,24 @@ constexpr char KEY_CURRENT_FAILURE[] = "CURRENT_FAILURE";
 } // namespace
 
 int CmdStat::procEngineData() {
+    return takeReply([] {});
+}
+
+int CmdStat::takeReply(const std::function<void()>& recordMade) {
     if (!m_reply) return DONE;
     int outcome = DONE;
     std::vector<Container::Child> children = m_reply->releaseAll();
-    statRecords.reserve(children.size());
     for (auto& [name, message] : children) {
         if (name == KEY_RESULT) {
             if (procResult(*message) == MESSAGE_REPLY_FAILED) outcome = FAILED;
         } else if (expectContainer(message.get(), name)) {
-            if (name == KEY_ERROR)
+            if (name == KEY_ERROR) {
                 outcome = procContainerData(message.get());
-            else
+            } else {
                 outcome = procContainerData(
                     message.get(), statRecords.emplace_back(std::move(name), rtnData{}).second);
+                recordMade();
+            }
         }
         message.reset();
     }
