@@ -33,7 +33,11 @@ Outcome outcome_of(Body body) {
     if (child == 0) {
         if (!std::freopen(file("out").c_str(), "w", stdout)) std::abort();
         if (!std::freopen(file("err").c_str(), "w", stderr)) std::abort();
-        std::exit(body());
+        // The parent's static objects and threads are not this child's to end.
+        const int code = body();
+        std::cout.flush();
+        std::fflush(nullptr);
+        _exit(code);
     }
     const int status = status_of(child);
     return {status, read_file(file("out")), read_file(file("err"))};
