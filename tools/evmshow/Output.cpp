@@ -29,6 +29,7 @@ std::span<char> Output::room(std::size_t least) {
 }
 
 void Output::put(std::string_view text) {
+    if (text.empty()) return;
     if (text.size() >= m_capacity) {
         flush();
         write(text);
