@@ -171,11 +171,6 @@ std::vector<Container::Child> Container::releaseAll() {
     return std::exchange(ownChildren(), {});
 }
 
-void Container::postpone(std::string_view name, EncodedBody body) {
-    m_name = name;
-    m_encoded = std::move(body);
-}
-
 void Container::takeOver(Container& other) {
     m_name = std::move(other.m_name);
     if (children().empty()) {

@@ -4,6 +4,7 @@
 #include "tav/comm/Message.h"
 #include "tav/comm/TextMessage.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -17,9 +18,8 @@ namespace TAV {
 /// A container owns its children; storing clones (SetMessage) or makes (SetProperty) them. Pointers
 /// handed out stay valid until that child is replaced or its container changed. Children are held
 /// in one sorted array: adding keys in ascending order costs no more than appending, adding them in
-/// any other order moves what follows. Look-ups never insert. Containers inside a frame's root stay
-/// encoded until their children are first asked for: who goes through a large reply then never has
-/// the whole tree in memory.
+/// any other order moves what follows. Look-ups never insert. What was read from a frame stays
+/// encoded until its children are first asked for; eachChild goes through it without that.
 class Container final : public Message {
 public:
     Container() = default;
@@ -79,16 +79,23 @@ public:
     std::unique_ptr<Message> release(std::string_view key);
     /// Takes all children out, in ascending order of keys.
     std::vector<Child> releaseAll();
-    /// Name and children come from a body that would be decoded without a fault; the children once
-    /// they are asked for. This container is empty.
-    void postpone(std::string_view name, EncodedBody body);
+    /// Use of one child: its value is a text's text or a container's name; `inner` is null for a
+    /// text. All three are valid during the call.
+    using ChildUse =
+        std::function<void(std::string_view key, std::string_view value, const Container* inner)>;
+    /// Hands every child over, in ascending order of keys. What is still encoded is not decoded for
+    /// it: the way to go through a large reply once. The container is not changed meanwhile.
+    void eachChild(const ChildUse& use) const;
 
 private:
     friend class ContainerFiller;
     template <class Source>
     friend class TreeBuilder;
 
+    explicit Container(EncodedBody body);
+    bool postpone(MessageStream& stream);
     void decode() const;
+    void eachEncodedChild(const ChildUse& use) const;
     [[nodiscard]] std::vector<Child>& ownChildren() {
         static_cast<void>(children());
         return m_children;

@@ -134,52 +134,14 @@ public:
         message.read(m_stream);
         return true;
     }
-    bool postpone(Container& container, std::size_t level) {
-        if (!m_stream.keepsFrame()) return false;
-        const std::size_t begin = m_stream.position();
-        std::string_view name;
-        pushCount(name);
-        while (!m_left.empty()) {
-            if (m_left.back() == 0) {
-                m_left.pop_back();
-            } else {
-                --m_left.back();
-                passChild(level + m_left.size());
-            }
-        }
-        container.postpone(name, m_stream.bodyFrom(begin));
-        return true;
+    [[nodiscard]] std::size_t mostChildren() const {
+        return m_stream.remaining() / LEAST_STREAM_CHILD;
     }
-    [[nodiscard]] std::size_t mostChildren() const { return m_stream.remaining() / LEAST_CHILD; }
 
 private:
-    /// An empty key, the tag "TextMessage" and an empty text.
-    static constexpr std::size_t LEAST_CHILD = 4 + (4 + 11) + 4;
-
-    void pushCount(std::string_view& name) {
-        std::uint32_t children = 0;
-        static_cast<void>(open(name, children));
-        m_left.push_back(children);
-    }
-    /// Finds every fault that decoding would find, in the same order.
-    void passChild(std::size_t level) {
-        static_cast<void>(allows(level));
-        m_stream.passstr();
-        const std::string_view type = m_stream.gettag();
-        std::string_view name;
-        if (type == TEXT_TAG) {
-            m_stream.passstr();
-        } else if (type == CONTAINER_TAG) {
-            pushCount(name);
-        } else {
-            raiseAs<IOException>(MessageStream::UNKNOWN_TYPE);
-        }
-    }
-
     MessageStream& m_stream;
-    std::size_t m_above;               ///< levels above the container that is read
-    std::string m_type;                ///< kept between children for its memory
-    std::vector<std::uint32_t> m_left; ///< children to pass of the containers being passed
+    std::size_t m_above; ///< levels above the container that is read
+    std::string m_type;  ///< kept between children for its memory
 };
 
 class CompactSource {
@@ -191,7 +153,6 @@ public:
         return m_reader.container(children, name);
     }
     bool allows(std::size_t level) { return level <= MessageStream::MAX_DEPTH; }
-    bool postpone(Container& /*container*/, std::size_t /*level*/) { return false; }
     std::unique_ptr<Message> child(std::string_view& key) {
         if (!m_reader.counted('k', key)) return nullptr;
         if (m_reader.peek() == 'c') return std::make_unique<Container>();
@@ -227,7 +188,6 @@ public:
         return children <= mostChildren();
     }
     bool allows(std::size_t level) { return level <= MessageStream::MAX_DEPTH; }
-    bool postpone(Container& /*container*/, std::size_t /*level*/) { return false; }
     std::unique_ptr<Message> child(std::string_view& key) {
         if (remaining() < 2) return nullptr;
         const bool isText = m_elements[m_index] == TEXT_TAG;
@@ -270,17 +230,9 @@ void Container::write(MessageStream& stream) const {
 }
 
 void Container::read(MessageStream& stream) {
+    if (m_children.empty() && m_encoded.frame == nullptr && postpone(stream)) return;
     StreamSource source(stream);
     TreeBuilder(source).build(*this);
-}
-
-void Container::decode() const {
-    MessageStream stream(m_encoded);
-    StreamSource source(stream);
-    Container decoded;
-    TreeBuilder(source).build(decoded);
-    m_children.swap(decoded.m_children);
-    m_encoded = {};
 }
 
 void Container::serialize(MessageStream& stream) const {

@@ -48,14 +48,12 @@ public:
     /// readMessage decodes the given frame as a root message. Takes ownership of `frame`, which was
     /// made with new unsigned char[].
     MessageStream(unsigned char* frame, unsigned int length);
-    /// Reads a container's body that was left encoded, and outlives the stream.
-    explicit MessageStream(const EncodedBody& body);
     MessageStream(const MessageStream&) = delete;
     MessageStream& operator=(const MessageStream&) = delete;
 
     virtual ~MessageStream();
-    /// A new, empty message of the named type; the caller owns it. Not asked for what stands in a
-    /// container that is left encoded.
+    /// A new, empty message of the named type; the caller owns it. Not asked for what stands inside
+    /// a container that is left encoded.
     virtual Message* create(const std::string& type);
     /// A hook that nothing uses: returns null.
     virtual Message* createMessage();
@@ -82,14 +80,19 @@ public:
     std::string_view getview();
     /// A nested message's type tag, likewise; one that does not fit TAG_SIZE is refused.
     std::string_view gettag();
-    /// Passes over a string.
-    void passstr() { static_cast<void>(take(getub4())); }
+    /// Passes over a string: all of it, in place.
+    std::string_view passstr() {
+        const std::size_t length = getub4();
+        return {take(length), length};
+    }
     /// Whether bodies may be left in the frame, as it can outlive the stream.
     [[nodiscard]] bool keepsFrame() const { return m_frame != nullptr; }
     [[nodiscard]] std::size_t position() const { return used(); }
-    /// What was read from that position on; the frame is kept.
-    [[nodiscard]] EncodedBody bodyFrom(std::size_t begin) const {
-        return {m_frame, begin, used() - begin};
+    /// Reads on from a position that was read before.
+    void rewind(std::size_t position) { m_cursor = m_buffer + position; }
+    /// What was read between two positions; keeps the frame.
+    [[nodiscard]] EncodedBody bodyAt(std::size_t begin, std::size_t end) const {
+        return {m_frame, begin, end - begin};
     }
     /// Bytes of the frame that are not read yet.
     [[nodiscard]] std::size_t remaining() const {
@@ -138,6 +141,7 @@ private:
         return bytes;
     }
     [[noreturn]] static void pastEnd();
+    [[noreturn]] static void overrun();
     std::string_view upToZero(std::size_t length);
     std::vector<unsigned char> frameOf(const std::string& type) const;
     void send(std::vector<unsigned char>& frame);
@@ -185,6 +189,12 @@ inline std::string_view MessageStream::upToZero(std::size_t length) {
 
 inline std::string_view MessageStream::getview() {
     return upToZero(getub4());
+}
+
+inline std::string_view MessageStream::gettag() {
+    const std::size_t length = getub4();
+    if (length >= TAG_SIZE) overrun();
+    return upToZero(length);
 }
 
 } // namespace TAV

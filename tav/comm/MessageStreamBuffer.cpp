@@ -17,7 +17,6 @@ namespace {
 
 constexpr std::size_t LARGEST = std::numeric_limits<std::int32_t>::max();
 constexpr const char* EXPANDING = "MessageStream::put expanding memory";
-constexpr const char* OVERRUN = "MessageStream::getstrbuf Buffer overrun";
 
 } // namespace
 
@@ -28,10 +27,6 @@ MessageStream::MessageStream(Socket* socket) : m_socket(socket) {}
 MessageStream::MessageStream(unsigned char* frame, unsigned int length)
     : m_size(static_cast<std::int32_t>(std::min<std::size_t>(length, LARGEST))), m_buffer(frame),
       m_cursor(frame + std::min(length, HEADER_SIZE)), m_frame(frame), m_given(true) {}
-
-MessageStream::MessageStream(const EncodedBody& body)
-    : m_size(static_cast<std::int32_t>(body.size)), m_buffer(body.frame.get() + body.begin),
-      m_cursor(m_buffer) {}
 
 MessageStream::~MessageStream() {
     releaseBuffer();
@@ -82,6 +77,10 @@ void MessageStream::pastEnd() {
     raiseAs<IOException>("MessageStream::get past buffer end");
 }
 
+void MessageStream::overrun() {
+    raiseAs<IOException>("MessageStream::getstrbuf Buffer overrun");
+}
+
 void MessageStream::get(char* out, unsigned int n) {
     const char* const bytes = take(n);
     if (n > 0) std::memcpy(out, bytes, n);
@@ -103,15 +102,9 @@ std::unique_ptr<char[]> MessageStream::getstr() {
 
 void MessageStream::getstrbuf(char* out, int max) {
     const unsigned int length = getub4();
-    if (max <= 0 || length >= static_cast<unsigned int>(max)) raiseAs<IOException>(OVERRUN);
+    if (max <= 0 || length >= static_cast<unsigned int>(max)) overrun();
     get(out, length);
     out[length] = '\0';
-}
-
-std::string_view MessageStream::gettag() {
-    const std::size_t length = getub4();
-    if (length >= TAG_SIZE) raiseAs<IOException>(OVERRUN);
-    return upToZero(length);
 }
 
 } // namespace TAV

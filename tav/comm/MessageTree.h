@@ -19,6 +19,9 @@ namespace TAV {
 inline constexpr const char* TEXT_TAG = "TextMessage";
 inline constexpr const char* CONTAINER_TAG = "Container";
 
+/// The least child of a body: an empty key, the tag "TextMessage" and an empty text.
+inline constexpr std::size_t LEAST_STREAM_CHILD = 4 + (4 + 11) + 4;
+
 /// Writes `indent` tabs.
 void printIndent(std::ostream& out, int indent);
 
@@ -83,14 +86,13 @@ private:
 ///   bool open(std::string_view& name, std::uint32_t& children)   a container's beginning
 ///   std::unique_ptr<Message> child(std::string_view& key)   the next child, empty; null: none
 ///   bool leaf(Message&)                       the contents of one that is no container
-///   bool postpone(Container&, std::size_t level)   whether it has dealt with a container's
 ///   contents bool allows(std::size_t level)            whether a message may stand so deep
 ///   std::size_t mostChildren()                how many can still follow at most
 /// and the tree is abandoned when one of them answers false or throws.
 template <class Source>
 class TreeBuilder {
 public:
-    explicit TreeBuilder(Source& source) : m_source(source) {}
+    explicit TreeBuilder(Source& source) : m_source(source) { m_open.reserve(USUAL_DEPTH); }
 
     /// The tree is built aside, so that `root` is unchanged when it is abandoned.
     bool build(Container& root) {
@@ -109,6 +111,9 @@ public:
     }
 
 private:
+    /// Containers in each other in a reply: the root, a resource, its values by node.
+    static constexpr std::size_t USUAL_DEPTH = 3;
+
     struct Level {
         ContainerFiller filler;
         std::uint32_t left;
@@ -138,8 +143,7 @@ private:
         Message& child = *message;
         m_open.back().filler.append(key, std::move(message));
         Container* const inner = asContainer(&child);
-        if (inner == nullptr) return m_source.leaf(child);
-        return m_source.postpone(*inner, m_open.size() + 1) || open(*inner);
+        return inner != nullptr ? open(*inner) : m_source.leaf(child);
     }
 
     Source& m_source;

@@ -72,6 +72,33 @@ TEST(MessageStream, CutsStringsAtZeroBytesAndKeepsTheLastOfAKey) {
     EXPECT_EQ(container.GetName() + container["a"] + container["b"] + container["c"], "N435");
 }
 
+TEST(MessageStream, ChildrenThatAreStillEncodedAreAsDecodedOnes) {
+    const auto listed = [](const Container& container) {
+        std::string all;
+        const auto list = [&all](const auto& self, const Container& from) -> void {
+            from.eachChild([&](std::string_view key, std::string_view value, const Container* in) {
+                all.append(key).append("=").append(value).append(in != nullptr ? "[" : ";");
+                if (in != nullptr) self(self, *in), all += ']';
+            });
+        };
+        list(list, container);
+        return all;
+    };
+    const std::string inner = str("b") + str("Container") + ub4(1) + str("in") + textChild("x", "");
+    const std::string zero = str({"b\0x", 3}) + str({"Container\0x", 11}) + ub4(1) +
+                             str({"in\0x", 4}) + textChild({"x\0", 2}, {"\0x", 2});
+    for (const std::string& children : {textChild("", "1") + inner + textChild("c", "2"),
+                                        textChild("c", "2") + inner + textChild("", "1"),
+                                        textChild("", "1") + zero + textChild("c", "2")}) {
+        const auto message = decode(frame(ub4(3) + str("N") + children));
+        Container& container = *asContainer(message.get());
+        EXPECT_EQ(listed(container), "=1;b=in[x=;]c=2;");
+        EXPECT_EQ(listed(Container(container)), listed(container));
+        container.SetProperty("b", "new");
+        EXPECT_EQ(listed(container), "=1;b=new;c=2;");
+    }
+}
+
 TEST(MessageStream, ManyUnorderedKeysTakeNoLongerThanOrderedOnes) {
     constexpr unsigned CHILDREN = 190'000;
     std::string descending = ub4(CHILDREN) + str("");

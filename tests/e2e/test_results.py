@@ -38,6 +38,7 @@ class Messages(NodeTest):
             ({"RESULT": "202"}, "", nothing, 0),
             ({"RESULT": "202", "ERROR": {"db1": "151"}}, "", about("db1") + nothing, 0),
             ({"RESULT": "202", "db1": RECORD}, "", block + nothing, 202),
+            ({"RESULT": "202", "A": RECORD}, "-p", nothing, 0),
             ({"RESULT": "202", "A": RECORD, "db1": RECORD}, "-p",
              BLOCK % b"A" + block + nothing, 202),
             ({"RESULT": "230"}, "-c node7", numbered(230, "member [node7]"), 230),

@@ -42,8 +42,7 @@ public:
     int getListStat();
 
     /// Turns the reply into records and results: DONE, or FAILED when the reply says that the
-    /// request failed. Takes the reply apart as it goes, so that a large one is not held twice; it
-    /// is empty afterwards. What is not of the agreed shape is passed over, with one line in the
+    /// request failed. What is not of the agreed shape is passed over, with one line in the
     /// diagnostic log.
     int procEngineData();
     /// Fills one record from one resource's container. Returns 0.
@@ -130,8 +129,8 @@ private:
     /// As procEngineData; calls `recordMade` whenever a record has been appended, which may use
     /// the records up: a large reply then never stands in memory as records.
     int takeReply(const std::function<void()>& recordMade);
-    int procResult(const Message& message);
-    bool expectContainer(const Message* message, const std::string& name);
+    int procResult(std::string_view text);
+    bool expectContainer(const Message* message, std::string_view name);
 
     void printAttributes(rtnData& record);
     std::string title(int message, int width);

@@ -5,14 +5,31 @@
 #include "tav/msg/TavLoggerDiagnostics.h"
 #include "tav/ui/cmd/CmdStat.h"
 
+#include <string_view>
+
 namespace TAV {
 
 namespace {
 
-constexpr char KEY_ERROR[] = "ERROR";
-constexpr char KEY_STATE[] = "STATE";
-constexpr char KEY_TARGET[] = "TARGET";
-constexpr char KEY_CURRENT_FAILURE[] = "CURRENT_FAILURE";
+constexpr std::string_view KEY_ERROR = "ERROR";
+constexpr std::string_view KEY_STATE = "STATE";
+constexpr std::string_view KEY_TARGET = "TARGET";
+constexpr std::string_view KEY_CURRENT_FAILURE = "CURRENT_FAILURE";
+
+using NodeValues = std::map<std::string, std::string>;
+
+/// Where the values of a resource's item belong, null for an attribute.
+NodeValues* nodeValues(rtnData& record, std::string_view item) {
+    if (item == KEY_STATE) return &record.states;
+    if (item == KEY_TARGET) return &record.targets;
+    if (item == KEY_CURRENT_FAILURE) return &record.failures;
+    return nullptr;
+}
+
+/// Keys come in ascending order.
+void put(std::map<std::string, std::string>& map, std::string_view key, std::string_view value) {
+    map.insert_or_assign(map.end(), std::string(key), value);
+}
 
 } // namespace
 
@@ -23,21 +40,19 @@ int CmdStat::procEngineData() {
 int CmdStat::takeReply(const std::function<void()>& recordMade) {
     if (!m_reply) return DONE;
     int outcome = DONE;
-    std::vector<Container::Child> children = m_reply->releaseAll();
-    for (auto& [name, message] : children) {
+    m_reply->eachChild([&](std::string_view name, std::string_view value, const Container* inner) {
         if (name == KEY_RESULT) {
-            if (procResult(*message) == MESSAGE_REPLY_FAILED) outcome = FAILED;
-        } else if (expectContainer(message.get(), name)) {
+            if (procResult(value) == MESSAGE_REPLY_FAILED) outcome = FAILED;
+        } else if (expectContainer(inner, name)) {
             if (name == KEY_ERROR) {
-                outcome = procContainerData(message.get());
+                outcome = procContainerData(inner);
             } else {
-                outcome = procContainerData(
-                    message.get(), statRecords.emplace_back(std::move(name), rtnData{}).second);
+                outcome =
+                    procContainerData(inner, statRecords.emplace_back(name, rtnData{}).second);
                 recordMade();
             }
         }
-        message.reset();
-    }
+    });
     if (m_passedOver != 0)
         uiDiagnostic(" reply: ", m_passedOver,
                      " texts where containers belong are passed over, the first is ",
@@ -45,14 +60,13 @@ int CmdStat::takeReply(const std::function<void()>& recordMade) {
     return outcome;
 }
 
-int CmdStat::procResult(const Message& message) {
-    const std::string text = message;
+int CmdStat::procResult(std::string_view text) {
     const int number = parse_int32(text.data(), text.size());
     results.emplace_back(number == MESSAGE_ABOUT_MEMBER ? clusterMember : KEY_RESULT, number);
     return number;
 }
 
-bool CmdStat::expectContainer(const Message* message, const std::string& name) {
+bool CmdStat::expectContainer(const Message* message, std::string_view name) {
     if (asContainer(message) != nullptr) return true;
     if (m_passedOver++ == 0) m_firstPassedOver = name;
     return false;
@@ -62,24 +76,22 @@ int CmdStat::procContainerData(const Message* resource, rtnData& record) {
     const Container* items = asContainer(resource);
     if (items == nullptr) return DONE;
     int result = DONE;
-    for (const auto& [name, message] : items->children()) {
-        std::map<std::string, std::string>* map = nullptr;
-        if (name == KEY_STATE) map = &record.states;
-        if (name == KEY_TARGET) map = &record.targets;
-        if (name == KEY_CURRENT_FAILURE) map = &record.failures;
+    items->eachChild([&](std::string_view name, std::string_view value, const Container* inner) {
+        NodeValues* const map = nodeValues(record, name);
         if (map == nullptr)
-            record.attributes.insert_or_assign(record.attributes.end(), name, *message);
-        else if (expectContainer(message.get(), name))
-            result = procContainerData(message.get(), *map);
-    }
+            put(record.attributes, name, value);
+        else if (expectContainer(inner, name))
+            result = procContainerData(inner, *map);
+    });
     return result;
 }
 
 int CmdStat::procContainerData(const Message* item, std::map<std::string, std::string>& map) {
     const Container* values = asContainer(item);
     if (values == nullptr) return DONE;
-    for (const auto& [node, message] : values->children())
-        map.insert_or_assign(map.end(), node, *message);
+    values->eachChild([&map](std::string_view node, std::string_view value, const Container*) {
+        put(map, node, value);
+    });
     return DONE;
 }
 
