@@ -4,13 +4,18 @@
 #include "daemons/vornd/StatusWords.h"
 #include "tav/ui/cmd/tavNames.h"
 
+#include <utility>
+
 namespace vornd {
 
 namespace {
 
 void addValues(ResourceRecord& record, const std::string& name, const NodeValues& values) {
-    for (const auto& [node, value] : values)
-        record[node.empty() ? name : name + NODE_MARK + node] = value;
+    for (const auto& [node, value] : values) {
+        std::string entry = name;
+        if (!node.empty()) entry.append(1, NODE_MARK).append(node);
+        record[std::move(entry)] = value;
+    }
 }
 
 } // namespace

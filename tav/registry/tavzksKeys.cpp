@@ -23,7 +23,8 @@ int terminateText(char* value, unsigned size, unsigned length) {
 }
 
 int readValue(przks_ctx* ctx, przks_key* key, char* value, unsigned* length) {
-    const unsigned size = length == nullptr ? 0 : *length;
+    if (length == nullptr) return PRZKS_BADARG;
+    const unsigned size = *length;
     przks_dtype type = przks_dtype_NOVALUE;
     const int rc = przks_get_value(ctx, key, &type, value, length);
     const bool isText = type == przks_dtype_ZELTEXT || type == przks_dtype_NOVALUE;
@@ -42,7 +43,7 @@ int readOne(przks_ctx* ctx, const std::string& name, zks::ValueBuffer& buffer,
         const int rc = zks::subKey(ctx, key.get(), index, found);
         if (rc == PRZKS_NOMORE) return PRZKS_OK;
         if (rc != PRZKS_OK) return zks::failed(ctx, zks::ENUM_SUBKEY, name, rc);
-        pending.push_back(name.empty() ? found : name + '.' + found);
+        pending.push_back(zks::subKeyName(name, found));
     }
 }
 
@@ -160,6 +161,7 @@ int tavzksRecursiveRead(const std::string& key, przks_ctx* ctx) {
     return result;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the operation's agreed parameters
 void tavzksResTrans(std::string& text, std::string from, std::string to) {
     if (from.empty()) return;
     for (std::size_t at = text.find(from); at != std::string::npos;

@@ -93,6 +93,10 @@ int attributeKey(const std::string& resource, const std::string& attribute, int 
     return rc;
 }
 
+std::string subKeyName(const std::string& key, const std::string& component) {
+    return key.empty() ? component : key + '.' + component;
+}
+
 OpenKey::OpenKey(przks_ctx* ctx, std::string name, IfMissing missing)
     : m_ctx(ctx), m_name(std::move(name)) {
     if (isCutByNul(m_name)) return;

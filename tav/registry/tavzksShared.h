@@ -97,6 +97,9 @@ int attributeKey(const std::string& resource, const std::string& attribute, int 
 
 // Keys and values
 
+/// The complete name of a sub-key; the root key's name is empty.
+std::string subKeyName(const std::string& key, const std::string& component);
+
 enum class IfMissing { fail, create };
 
 /// An open key, closed on every way out. Also says why it is not open.

@@ -25,7 +25,7 @@ int readSubKeys(przks_ctx* ctx, const std::string& name,
         int rc = zks::subKey(ctx, key.get(), index, found);
         if (rc == PRZKS_NOMORE) return PRZKS_OK;
         if (rc != PRZKS_OK) return zks::failed(ctx, zks::ENUM_SUBKEY, name, rc);
-        rc = readSubKey(ctx, name + '.' + found, buffer, values[found]);
+        rc = readSubKey(ctx, zks::subKeyName(name, found), buffer, values[found]);
         if (rc != PRZKS_OK) return rc;
     }
 }
@@ -93,6 +93,7 @@ int tavzksGetSubKeyVals(const std::string& key, std::map<std::string, std::strin
     return readSubKeys(zks::contextOr(ctx), key, values);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the operation's agreed parameters
 bool tavzksLookup(std::string resource, std::string attribute, przks_ctx* ctx) {
     std::string name;
     if (zks::resourceKey(resource, TAVZKS_CURRENT, name) != PRZKS_OK) return false;
