@@ -87,7 +87,7 @@ FileHandle beginNext(const std::string& path, unsigned kept) {
 
 std::string putAside(const std::string& path) {
     for (unsigned number = 1; number <= DAMAGED_MAX; ++number) {
-        const std::string name = numbered(path + ".damaged", number);
+        std::string name = numbered(path + ".damaged", number);
         if (exists(name)) continue;
         if (std::rename(path.c_str(), name.c_str()) != 0) throw cannot("rename", path, errno);
         return name;

@@ -13,13 +13,13 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -134,12 +134,11 @@ pid_t parentOf(const std::filesystem::path& process) {
     std::string line;
     std::getline(file, line);
     const std::size_t end = line.rfind(')');
-    int parent = 0;
+    if (end == std::string::npos) return -1;
+    std::istringstream fields(line.substr(end + 1));
     char state = 0;
-    if (end == std::string::npos ||
-        std::sscanf(line.c_str() + end + 1, " %c %d", &state, &parent) != 2)
-        return -1;
-    return parent;
+    pid_t parent = 0;
+    return fields >> state >> parent ? parent : -1;
 }
 
 /// The same by asking every process for its parent.

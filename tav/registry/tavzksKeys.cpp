@@ -161,7 +161,6 @@ int tavzksRecursiveRead(const std::string& key, przks_ctx* ctx) {
     return result;
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the operation's agreed parameters
 void tavzksResTrans(std::string& text, std::string from, std::string to) {
     if (from.empty()) return;
     for (std::size_t at = text.find(from); at != std::string::npos;

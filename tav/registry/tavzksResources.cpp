@@ -58,7 +58,7 @@ int nextResource(przks_ctx* ctx, przks_key* key, const std::string& area, int& c
         }
         ++count;
         name = zks::nameOf(component);
-        if (isListed(ctx, area + '.' + component, name)) return rc;
+        if (isListed(ctx, zks::subKeyName(area, component), name)) return rc;
     }
 }
 

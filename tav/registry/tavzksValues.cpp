@@ -93,7 +93,6 @@ int tavzksGetSubKeyVals(const std::string& key, std::map<std::string, std::strin
     return readSubKeys(zks::contextOr(ctx), key, values);
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the operation's agreed parameters
 bool tavzksLookup(std::string resource, std::string attribute, przks_ctx* ctx) {
     std::string name;
     if (zks::resourceKey(resource, TAVZKS_CURRENT, name) != PRZKS_OK) return false;

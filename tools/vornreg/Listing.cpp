@@ -20,7 +20,8 @@ std::string shownValues(const vornd::NodeValues& values) {
     std::string text;
     for (const auto& [node, value] : values) {
         if (!text.empty()) text += ' ';
-        text += node.empty() ? value : node + ':' + value;
+        if (!node.empty()) text.append(node).append(1, ':');
+        text += value;
     }
     return text.empty() ? NOTHING : withoutControls(text);
 }
