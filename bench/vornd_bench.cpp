@@ -1,5 +1,7 @@
 #include "daemons/vornd/RegistrySource.h"
 #include "daemons/vornd/ReplyCache.h"
+#include "daemons/vornd/ResourceRecord.h"
+#include "daemons/vornd/RestatedModel.h"
 #include "platform/include/registry.h"
 #include "tav/comm/MessageStream.h"
 
@@ -9,8 +11,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 // What the daemon's start and its replies cost with the resources of a large cluster. The registry
 // stands below $TMPDIR (else /tmp).
@@ -152,8 +156,55 @@ void BM_ServeWarm(benchmark::State& state) {
     countBytes(state, bytes);
 }
 
+constexpr int SPREAD_RESOURCES = 10'000;
+constexpr int SPREAD_NODES = 32;
+
+std::string spreadNode(int index) {
+    return "node" + std::to_string(index % SPREAD_NODES);
+}
+
+/// Resources that run on the nodes of a large cluster in turn.
+vornd::ModelPointer spreadModel() {
+    std::vector<vornd::ResourcePointer> resources;
+    for (int i = 0; i < SPREAD_RESOURCES; ++i) {
+        char name[32];
+        std::snprintf(name, sizeof name, "app%06d.svc", i);
+        vornd::ResourceRecord record{
+            {"NAME", name}, {"TYPE", "app"}, {"AUTO_START", "restore"}, {"IS_RUNNABLE", "1"}};
+        record["STATE@" + spreadNode(i)] = "ONLINE";
+        record["TARGET@" + spreadNode(i)] = "ONLINE";
+        auto resource = std::make_shared<vornd::Resource>();
+        vornd::ProfileFault fault;
+        require(vornd::resourceOf(record, "other::r--", *resource, fault));
+        resources.push_back(std::move(resource));
+    }
+    return std::make_shared<const vornd::ResourceModel>(std::move(resources));
+}
+
+/// The first listing after one of 32 nodes went down: its states made UNKNOWN, the reply built and
+/// encoded.
+void BM_StatusOverManyNodes(benchmark::State& state) {
+    const vornd::ModelPointer model = spreadModel();
+    const std::string down = spreadNode(SPREAD_NODES - 1);
+    const auto rule = [&](const vornd::Resource&, const std::string& node) {
+        return node == down ? &vornd::unknownState() : nullptr;
+    };
+    AnyUser user(true);
+    std::size_t bytes = 0;
+    for ([[maybe_unused]] const auto _ : state) {
+        const vornd::ModelPointer now = vornd::restated(model, rule);
+        const auto frame =
+            TAV::MessageStream().encode(*vornd::answerStatus(REQUEST, user, *now, MEMBERS));
+        bytes = frame.size();
+        benchmark::DoNotOptimize(frame.data());
+    }
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes));
+    state.counters["frame"] = static_cast<double>(bytes);
+}
+
 } // namespace
 
+BENCHMARK(BM_StatusOverManyNodes)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Start)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_EncodeOnly)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_BuildAndEncode)->Unit(benchmark::kMillisecond);

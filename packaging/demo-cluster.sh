@@ -81,14 +81,14 @@ demo_profiles() {
         STATE@alpha=ONLINE STATE@beta=ONLINE STATE@gamma=ONLINE "$everyone"
 }
 
-# demo_vornd NODE starts the node's daemon and waits until it serves.
-demo_vornd() {
-    local out=$demo_folder/$1/vornd.out waited=0
-    VORN_NODE_CONF=$demo_folder/$1/node.conf demo_process "vornd.$1" vornd >"$out" 2>&1
-    until grep -qs '^vornd: serving' "$out"; do
-        if ! demo_runs "vornd.$1" || [ "$waited" -ge 100 ]; then
+# demo_daemon PROGRAM NODE starts a daemon of the node and waits until it serves.
+demo_daemon() {
+    local out=$demo_folder/$2/$1.out waited=0
+    VORN_NODE_CONF=$demo_folder/$2/node.conf demo_process "$1.$2" "$1" >"$out" 2>&1
+    until grep -qs "^$1: serving" "$out"; do
+        if ! demo_runs "$1.$2" || [ "$waited" -ge 100 ]; then
             cat "$out" >&2
-            echo "demo: vornd of $1 did not start" >&2
+            echo "demo: $1 of $2 did not start" >&2
             return 1
         fi
         sleep 0.1
@@ -157,7 +157,8 @@ demo_start() {
     demo_profiles
     vornreg init
     vornreg register "$demo_folder"/profiles/*.cap
-    for node in "${demo_nodes[@]}"; do demo_vornd "${node#*:}"; done
+    for node in "${demo_nodes[@]}"; do demo_daemon vornd "${node#*:}"; done
+    demo_daemon evmd alpha
 }
 
 # demo_await COMMAND... runs the command until it succeeds, demo_await_failure until it fails; they

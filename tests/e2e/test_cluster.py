@@ -21,7 +21,7 @@ WEB = ["TYPE=t", "ACTION_SCRIPT=web", "CHECK_INTERVAL=1", "HOSTING_MEMBERS=beta 
 
 
 class Member(Node):
-    """A node that shares registry, cluster_dir and home with the others."""
+    """A node with an address of its own; it shares registry, cluster_dir and home with the others."""
 
     def __init__(self, name, number, shared):
         super().__init__(name=name)
@@ -29,7 +29,8 @@ class Member(Node):
         self.conf.write_text(
             f"node_name = {name}\nnode_number = {number}\nruntime_dir = run\nlog_dir = log\n"
             f"nodes = 1:alpha, 2:beta, 4:gamma\ncluster_dir = {shared}/cluster\n"
-            f"cluster_registry = dir:{shared}/zks\nlocal_registry = dir:zkl\nrecovery_time = 2\n")
+            f"cluster_registry = dir:{shared}/zks\nlocal_registry = dir:zkl\nrecovery_time = 2\n"
+            f"peer_address = (ADDRESS=(PROTOCOL=tcp)(HOST=127.0.0.{number})(PORT=0))\n")
 
     def start(self):
         self.daemon = self.start_vornd()
