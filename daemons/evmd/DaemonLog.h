@@ -3,8 +3,6 @@
 #include "cppgen/clsLog.h"
 #include "daemons/vornd/DaemonLog.h"
 
-#include <sstream>
-
 namespace evmd {
 
 using vornd::printable;
@@ -16,9 +14,7 @@ CLS_Debug::CLSlog& daemonLog();
 /// Writes one line made of the pieces; a leading space is added.
 template <class... Pieces>
 void logLine(const Pieces&... pieces) {
-    std::ostringstream text;
-    ((text << ' ') << ... << pieces);
-    daemonLog().log(text);
+    vornd::logLineTo(daemonLog(), pieces...);
 }
 
 } // namespace evmd

@@ -33,7 +33,7 @@ EventFile::EventFile(std::string path, std::uint64_t rotateSize)
 
 /// Nothing of this object changes before the file at the path is known to be usable.
 void EventFile::takeOver() {
-    FileHandle file = openFile(m_path);
+    Descriptor file = openFile(m_path);
     FileContents contents = contentsOf(file);
     if (contents.state == FileState::DAMAGED) {
         logLine(m_path, " is damaged after ", contents.whole, " bytes (", contents.records,
@@ -49,7 +49,7 @@ void EventFile::takeOver() {
     logLine(m_path, " ended inside a record; it was cut to ", m_size, " bytes");
 }
 
-FileContents EventFile::contentsOf(const FileHandle& file) const {
+FileContents EventFile::contentsOf(const Descriptor& file) const {
     struct stat status {};
     if (fstat(file.get(), &status) != 0)
         throw FileError("cannot read " + printable(m_path) + ": " + systemError(errno));
@@ -86,7 +86,7 @@ bool EventFile::followPath() {
 /// A file that cannot be put away grows on: events are worth more than its size.
 void EventFile::makeRoomFor(std::size_t length) {
     if (m_size == 0 || m_size + length <= m_rotateSize || (m_torn && !cutBack())) return;
-    FileHandle next = beginNext(m_path, KEPT);
+    Descriptor next = beginNext(m_path, KEPT);
     if (!next) return logLine("cannot put ", m_path, " away: ", systemError(errno));
     m_file = std::move(next);
     m_size = 0;

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "daemons/evmd/FileHandle.h"
 #include "daemons/evmd/RecordScan.h"
+#include "daemons/vornd/Descriptor.h"
 
 #include <cstdint>
 #include <span>
@@ -37,7 +37,7 @@ public:
 
 private:
     void takeOver();
-    [[nodiscard]] FileContents contentsOf(const FileHandle& file) const;
+    [[nodiscard]] FileContents contentsOf(const vornd::Descriptor& file) const;
     bool followPath();
     void makeRoomFor(std::size_t length);
     void appendRun(std::span<FileEntry> run);
@@ -48,8 +48,8 @@ private:
 
     const std::string m_path;
     const std::uint64_t m_rotateSize;
-    const FileHandle m_lock;
-    FileHandle m_file;
+    const vornd::Descriptor m_lock;
+    vornd::Descriptor m_file;
     std::uint64_t m_size = 0; ///< of the whole records in it
     bool m_torn = false;      ///< something behind them could not be cut off yet
     int m_failure = 0;        ///< why the last record could not be stored; 0 when it was

@@ -42,9 +42,9 @@ std::string folderOf(const std::string& path) {
 
 } // namespace
 
-FileHandle lockFile(const std::string& path) {
+Descriptor lockFile(const std::string& path) {
     const std::string name = path + ".lock";
-    FileHandle lock(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, LOCK_MODE));
+    Descriptor lock(open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, LOCK_MODE));
     if (!lock) throw cannot("open", name, errno);
     while (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno == EWOULDBLOCK)
@@ -54,9 +54,9 @@ FileHandle lockFile(const std::string& path) {
     return lock;
 }
 
-FileHandle openFile(const std::string& path) {
+Descriptor openFile(const std::string& path) {
     // Without blocking: what is no regular file may have nobody at its other end.
-    FileHandle file(
+    Descriptor file(
         open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, FILE_MODE));
     if (!file) throw cannot("open", path, errno);
     struct stat status {};
@@ -66,16 +66,16 @@ FileHandle openFile(const std::string& path) {
     return file;
 }
 
-bool isAtPath(const FileHandle& file, const std::string& path) {
+bool isAtPath(const Descriptor& file, const std::string& path) {
     struct stat ours {};
     struct stat there {};
     return fstat(file.get(), &ours) == 0 && lstat(path.c_str(), &there) == 0 &&
            ours.st_dev == there.st_dev && ours.st_ino == there.st_ino;
 }
 
-FileHandle beginNext(const std::string& path, unsigned kept) {
+Descriptor beginNext(const std::string& path, unsigned kept) {
     const std::string fresh = path + ".new";
-    FileHandle file(
+    Descriptor file(
         open(fresh.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, FILE_MODE));
     if (!file) return {};
     for (unsigned number = kept; number > 1; --number)
@@ -96,7 +96,7 @@ std::string putAside(const std::string& path) {
 }
 
 bool syncFolder(const std::string& path) {
-    const FileHandle folder(open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const Descriptor folder(open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     return folder && fsync(folder.get()) == 0;
 }
 

@@ -13,10 +13,15 @@ CLS_Debug::CLSlog& daemonLog();
 
 /// Writes one line made of the pieces; a leading space is added.
 template <class... Pieces>
-void logLine(const Pieces&... pieces) {
+void logLineTo(CLS_Debug::CLSlog& log, const Pieces&... pieces) {
     std::ostringstream text;
     ((text << ' ') << ... << pieces);
-    daemonLog().log(text);
+    log.log(text);
+}
+/// The same to the daemon's own log.
+template <class... Pieces>
+void logLine(const Pieces&... pieces) {
+    logLineTo(daemonLog(), pieces...);
 }
 
 /// A text from outside as it may stand in a line: control characters become "?", and what is longer

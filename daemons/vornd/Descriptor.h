@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
 
 namespace vornd {
@@ -21,8 +22,11 @@ public:
         return *this;
     }
     [[nodiscard]] int get() const { return m_number; }
+    [[nodiscard]] explicit operator bool() const { return m_number >= 0; }
     void reset() {
+        const int error = errno; // closing must not hide why the file is given up
         if (m_number >= 0) close(std::exchange(m_number, -1));
+        errno = error;
     }
 
 private:

@@ -32,7 +32,7 @@ std::string makeRecord(std::uint32_t id, std::size_t fill) {
 }
 
 std::vector<std::uint32_t> idsIn(const std::string& path) {
-    const evmd::FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const vornd::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     struct stat status {};
     if (fstat(file.get(), &status) != 0) return {};
     evmd::FileWindow window(file.get(), static_cast<std::uint64_t>(status.st_size));
